@@ -1,0 +1,32 @@
+#pragma once
+
+#include <QObject>
+
+namespace mnemora {
+
+// The platform's application callbacks: launch, termination and remote notifications.
+class AppDelegate : public QObject {
+    Q_OBJECT
+
+public:
+    explicit AppDelegate(QObject* parent = nullptr);
+
+    void applicationDidFinishLaunching();
+
+    // Runs synchronously when the application quits, by the menu, a session manager's SIGTERM
+    // or Ctrl-C: stops what this process started and leaves alone what it only adopted.
+    void applicationWillTerminate();
+
+    // Closing the last window leaves the process running with its daemon.
+    static bool applicationShouldTerminateAfterLastWindowClosed() { return false; }
+
+    bool hasTerminated() const { return terminated_; }
+
+signals:
+    void willTerminate();
+
+private:
+    bool terminated_ = false;
+};
+
+} // namespace mnemora

@@ -1,0 +1,73 @@
+#include "runtime/MnemoraApp.h"
+
+#include "app/AppStateStore.h"
+#include "app/ConfigService.h"
+#include "app/DefaultsBootstrap.h"
+#include "app/Log.h"
+#include "app/UserDefaults.h"
+#include "runtime/AppDelegate.h"
+
+namespace mnemora {
+
+MnemoraApp::MnemoraApp(QObject* parent)
+    : QObject(parent)
+    , appDelegate_(new AppDelegate(this))
+    , config_(new ConfigService(this))
+    , appState_(new AppStateStore(this))
+    , userDefaults_(std::make_unique<UserDefaults>()) {}
+
+MnemoraApp::~MnemoraApp() = default;
+
+void MnemoraApp::setMigrationReady(bool ready) {
+    if (migrationReady_ != ready) {
+        migrationReady_ = ready;
+        emit migrationReadyChanged();
+    }
+}
+
+void MnemoraApp::markStep(const QString& step) {
+    completedSteps_ << step;
+    Log::line(QStringLiteral("MnemoraApp"), QStringLiteral("start-up: ") + step);
+    emit stepCompleted(step);
+}
+
+void MnemoraApp::launch() {
+    if (launched_) {
+        return;
+    }
+    launched_ = true;
+    appDelegate_->applicationDidFinishLaunching();
+    startUp();
+}
+
+QCoro::Task<> MnemoraApp::startUp() {
+    QPointer<MnemoraApp> self(this);
+
+    // 1. Configuration.
+    config_->load();
+    if (!config_->lastError().isEmpty()) {
+        Log::line(QStringLiteral("MnemoraApp"), config_->lastError());
+    }
+    markStep(QStringLiteral("configuration loaded"));
+
+    // 2. Wiring of the services that exist so far: nothing else holds a reference yet.
+    markStep(QStringLiteral("services wired"));
+
+    // 4. The onboarding overlay for a user who has not finished it.
+    if (!userDefaults_->boolValue(QString::fromLatin1(UserDefaults::onboardingComplete))) {
+        appState_->setShowOnboarding(true);
+    }
+    markStep(QStringLiteral("onboarding flag read"));
+
+    // 12. First-run defaults from the daemon, once.
+    co_await DefaultsBootstrap::run(config_);
+    if (!self) {
+        co_return;
+    }
+    markStep(QStringLiteral("first-run defaults"));
+
+    started_ = true;
+    emit startedChanged();
+}
+
+} // namespace mnemora

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <QObject>
+#include <QPointer>
+#include <QStringList>
+
+#include <QCoroTask>
+
+#include <memory>
+
+namespace mnemora {
+
+class AppDelegate;
+class AppStateStore;
+class ConfigService;
+class UserDefaults;
+
+// The composition root of the primary vault. It owns that vault's services for the life of the
+// process, wires them, and brings them up in one strict order on the main thread: no step starts
+// while an earlier one is pending, and a failing step leaves its error in its own service's
+// state and the next step runs.
+class MnemoraApp : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(bool migrationReady READ migrationReady WRITE setMigrationReady NOTIFY
+                   migrationReadyChanged)
+    Q_PROPERTY(bool started READ started NOTIFY startedChanged)
+
+public:
+    explicit MnemoraApp(QObject* parent = nullptr);
+    ~MnemoraApp() override;
+
+    AppDelegate& appDelegate() const { return *appDelegate_; }
+    ConfigService& config() const { return *config_; }
+    AppStateStore& appState() const { return *appState_; }
+    UserDefaults& userDefaults() const { return *userDefaults_; }
+
+    bool migrationReady() const { return migrationReady_; }
+    void setMigrationReady(bool ready);
+
+    // True once every start-up step has run.
+    bool started() const { return started_; }
+
+    // The names of the start-up steps that have run, in order.
+    const QStringList& completedSteps() const { return completedSteps_; }
+
+    // Starts the start-up task; it runs on the main thread as the event loop turns.
+    void launch();
+
+    // The start-up order itself, awaitable by tests.
+    QCoro::Task<> startUp();
+
+signals:
+    void migrationReadyChanged();
+    void startedChanged();
+    void stepCompleted(const QString& step);
+
+private:
+    void markStep(const QString& step);
+
+    AppDelegate* appDelegate_ = nullptr;
+    ConfigService* config_ = nullptr;
+    AppStateStore* appState_ = nullptr;
+    std::unique_ptr<UserDefaults> userDefaults_;
+
+    bool migrationReady_ = false;
+    bool started_ = false;
+    bool launched_ = false;
+    QStringList completedSteps_;
+};
+
+} // namespace mnemora
