@@ -1,0 +1,80 @@
+#include <gtest/gtest.h>
+
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+
+#include <csignal>
+
+#include "app/AppStateStore.h"
+#include "app/ConfigService.h"
+#include "app/UserDefaults.h"
+#include "runtime/MnemoraApp.h"
+#include "support/BundleOverride.h"
+#include "support/EventLoop.h"
+#include "support/HttpServer.h"
+#include "support/TestEnvironment.h"
+
+using namespace mnemora;
+using mnemora::test::HttpServer;
+using mnemora::test::TestEnvironment;
+
+TEST(MnemoraApp, StartUpRunsItsStepsInOrderAndRecordsFailuresInTheServices) {
+    TestEnvironment env;
+    test::BundleOverride bundle("tallo.ai", "Tallo", "Tallo");
+    MnemoraApp app;
+    test::runTask(app.startUp());
+
+    EXPECT_TRUE(app.started());
+    const QStringList steps = app.completedSteps();
+    ASSERT_GE(steps.size(), 2);
+    EXPECT_EQ(steps.first(), "configuration loaded");
+    EXPECT_EQ(steps.last(), "first-run defaults");
+    // No configuration file yet: the service says so and start-up went on.
+    EXPECT_TRUE(app.config().lastError().startsWith("Config not loaded: "));
+    EXPECT_TRUE(app.appState().showOnboarding());
+    EXPECT_EQ(app.appState().selection(), SidebarItem::home);
+}
+
+TEST(MnemoraApp, AFinishedOnboardingStaysClosedAndTheDaemonIsAskedForDefaults) {
+    TestEnvironment env;
+    test::BundleOverride bundle("tallo.ai", "Tallo", "Tallo");
+    UserDefaults("tallo.ai").setBool(UserDefaults::onboardingComplete, true);
+    HttpServer daemon([](const HttpServer::Request&) { return HttpServer::json(R"({"x": 1})"); });
+    const QString configFolder = env.dataHome() + "/Tallo";
+    TestEnvironment::writeFile(configFolder + "/config.json", "{}");
+    TestEnvironment::writeFile(configFolder + "/daemon.port", QByteArray::number(daemon.port()));
+
+    MnemoraApp app;
+    test::runTask(app.startUp());
+    EXPECT_FALSE(app.appState().showOnboarding());
+    EXPECT_EQ(daemon.requestCount("/defaults/recommend"), 1);
+    EXPECT_EQ(app.config().config().value("x"), 1);
+}
+
+TEST(MnemoraApp, TheProductRunsWithoutAWindowAndQuitsInOrderOnSigterm) {
+    TestEnvironment env;
+    QProcess process;
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.start(QStringLiteral(MNEMORA_BUNDLES_DIR "/Tallo/tallo"), {});
+    ASSERT_TRUE(process.waitForStarted(5000));
+
+    QByteArray output;
+    const bool started = test::waitUntil(
+        [&] {
+            output += process.readAll();
+            return output.contains("[MnemoraApp] start-up: first-run defaults");
+        },
+        std::chrono::seconds(20));
+    ASSERT_TRUE(started) << output.toStdString();
+    EXPECT_EQ(process.state(), QProcess::Running);
+
+    ::kill(static_cast<pid_t>(process.processId()), SIGTERM);
+    ASSERT_TRUE(process.waitForFinished(10'000));
+    output += process.readAll();
+    EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(process.exitCode(), 0);
+    EXPECT_TRUE(output.contains("[AppDelegate] application will terminate")) << output.toStdString();
+    EXPECT_LT(output.indexOf("[MnemoraApp] start-up: configuration loaded"),
+              output.indexOf("[MnemoraApp] start-up: onboarding flag read"));
+}

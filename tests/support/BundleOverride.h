@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QString>
+
+#include "platform/BundleInfo.h"
+
+namespace mnemora::test {
+
+// Makes the running program look like the bundle with these Info values for one scope.
+class BundleOverride {
+public:
+    BundleOverride(const QString& identifier, const QString& displayName, const QString& name) {
+        platform::BundleInfo info;
+        info.folder = platform::BundleInfo::executableFolder();
+        info.identifier = identifier;
+        info.displayName = displayName;
+        info.name = name;
+        platform::BundleInfo::overrideMainForTesting(info);
+    }
+    ~BundleOverride() { platform::BundleInfo::overrideMainForTesting(std::nullopt); }
+
+    BundleOverride(const BundleOverride&) = delete;
+    BundleOverride& operator=(const BundleOverride&) = delete;
+};
+
+} // namespace mnemora::test
