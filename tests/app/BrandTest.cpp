@@ -9,8 +9,8 @@ using mnemora::test::BundleOverride;
 TEST(Brand, OnlyExactIdentifiersSelectVoxletOrTallo) {
     EXPECT_EQ(brandForIdentifier("vox.let"), Brand::voxlet);
     EXPECT_EQ(brandForIdentifier("tallo.ai"), Brand::tallo);
-    for (const char* other : {"ai.mnemora", "", "tallo.ai.beta", "com.tallo.ai", "Tallo.ai",
-                              " tallo.ai", "vox.let2"}) {
+    for (const char* other :
+         {"ai.mnemora", "", "tallo.ai.beta", "com.tallo.ai", "Tallo.ai", " tallo.ai", "vox.let2"}) {
         EXPECT_EQ(brandForIdentifier(other), Brand::mnemora) << other;
     }
 }
@@ -81,7 +81,6 @@ TEST(Brand, SessionNamePrefixesAndTheOlderForm) {
     EXPECT_EQ(sessionNamePrefix("nightly", Brand::tallo), "tallo-dreamer-nightly-");
     EXPECT_EQ(sessionNamePrefix("a", Brand::voxlet), "vx-dreamer-a-");
     EXPECT_EQ(sessionNamePrefix("a", Brand::mnemora), "mn-dreamer-a-");
-    EXPECT_EQ(dreamerSessionPrefixes(Brand::tallo),
-              (QStringList{"tallo-dreamer-", "mn-dreamer-"}));
+    EXPECT_EQ(dreamerSessionPrefixes(Brand::tallo), (QStringList{"tallo-dreamer-", "mn-dreamer-"}));
     EXPECT_EQ(dreamerSessionPrefixes(Brand::mnemora), QStringList{"mn-dreamer-"});
 }

@@ -43,7 +43,8 @@ TEST_F(ConfigFixture, LoadFailuresKeepTheOldConfigurationAndSayWhy) {
 
     TestEnvironment::writeFile(config.fileURL(), "{broken");
     config.load();
-    EXPECT_TRUE(config.lastError().startsWith("Config not loaded: ")) << config.lastError().toStdString();
+    EXPECT_TRUE(config.lastError().startsWith("Config not loaded: "))
+        << config.lastError().toStdString();
     EXPECT_EQ(config.whisperModel(), "small");
 
     // Valid JSON that is not an object changes nothing at all, not even the error.
@@ -162,11 +163,16 @@ TEST_F(ConfigFixture, ActiveIdentityDisplayName) {
 
 TEST(ConfigFeatures, DefaultMapsForEveryBrand) {
     const QJsonObject tallo = ConfigService::defaultFeatures(Brand::tallo, {"voicememos"});
-    EXPECT_EQ(tallo, (QJsonObject{{"capture_voice_memos", false}, {"capture_photos", true},
-                                  {"capture_videos", false},      {"capture_time_logs", false},
-                                  {"capture_breadcrumbs", false}, {"transcribe_audio", true},
-                                  {"caption_photos", false},      {"generate_rollups", false},
-                                  {"time_reporting", false},      {"claude_code", true}}));
+    EXPECT_EQ(tallo, (QJsonObject{{"capture_voice_memos", false},
+                                  {"capture_photos", true},
+                                  {"capture_videos", false},
+                                  {"capture_time_logs", false},
+                                  {"capture_breadcrumbs", false},
+                                  {"transcribe_audio", true},
+                                  {"caption_photos", false},
+                                  {"generate_rollups", false},
+                                  {"time_reporting", false},
+                                  {"claude_code", true}}));
 
     const QJsonObject none = ConfigService::defaultFeatures(Brand::mnemora, {});
     for (const QString& key : ConfigService::featureKeys()) {
@@ -221,8 +227,9 @@ TEST_F(ConfigFixture, SettingAFeatureOrPolicyKeepsTheOtherEntriesOnDisk) {
     ASSERT_TRUE(config.setFeature("capture_videos", true));
     ASSERT_TRUE(config.setProcessingPolicy("vlm_captioning", "always"));
     const QJsonObject onDisk = fileObject(config.fileURL());
-    EXPECT_EQ(onDisk["features"].toObject(),
-              (QJsonObject{{"capture_photos", true}, {"claude_code", false}, {"capture_videos", true}}));
+    EXPECT_EQ(
+        onDisk["features"].toObject(),
+        (QJsonObject{{"capture_photos", true}, {"claude_code", false}, {"capture_videos", true}}));
 
     const QMap<QString, QString> policy = config.processingPolicy();
     EXPECT_EQ(policy.value("voice_transcription"), "always");

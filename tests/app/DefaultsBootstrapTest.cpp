@@ -27,8 +27,8 @@ struct BootstrapFixture : ::testing::Test {
 
     BootstrapFixture() {
         config.setConfigURLOverride(env.root() + "/vault/.mnemora/config.json");
-        TestEnvironment::writeFile(config.fileURL(),
-                                   R"({"completed_migrations": ["older"], "whisper_model": "small"})");
+        TestEnvironment::writeFile(
+            config.fileURL(), R"({"completed_migrations": ["older"], "whisper_model": "small"})");
     }
 
     void writePort() {
@@ -59,7 +59,8 @@ TEST_F(BootstrapFixture, AppliesTheRecommendationOnceAndRecordsIt) {
     EXPECT_EQ(request.headers.value("content-type"), "application/json");
     const QJsonObject body = QJsonDocument::fromJson(request.body).object();
     const qint64 ramGb = static_cast<qint64>(platform::SystemInfo::physicalMemoryBytes() >> 30);
-    EXPECT_EQ(body, (QJsonObject{{"ram_gb", ramGb}, {"arch", platform::SystemInfo::machineArchitecture()}}));
+    EXPECT_EQ(body, (QJsonObject{{"ram_gb", ramGb},
+                                 {"arch", platform::SystemInfo::machineArchitecture()}}));
 
     const QJsonObject stored = onDisk();
     EXPECT_EQ(stored["whisper_model"], "medium"); // the daemon's word overwrites the file's
@@ -69,7 +70,8 @@ TEST_F(BootstrapFixture, AppliesTheRecommendationOnceAndRecordsIt) {
     EXPECT_TRUE(log.contains(QStringLiteral("Bootstrapping defaults for %1 GB / %2")
                                  .arg(ramGb)
                                  .arg(platform::SystemInfo::machineArchitecture())));
-    EXPECT_TRUE(log.contains(R"(Applied first-run defaults: {"vlm_model":"tiny","whisper_model":"medium"})"));
+    EXPECT_TRUE(log.contains(
+        R"(Applied first-run defaults: {"vlm_model":"tiny","whisper_model":"medium"})"));
 
     // The next launch asks nothing.
     EXPECT_EQ(run(), Outcome::alreadyApplied);
@@ -85,7 +87,8 @@ TEST_F(BootstrapFixture, FailuresAreLoggedAndLeaveTheFileForTheNextLaunch) {
     EXPECT_TRUE(server.requests().isEmpty());
 
     writePort();
-    server.setHandler([](const HttpServer::Request&) { return HttpServer::json(R"({"a": 1})", 500); });
+    server.setHandler(
+        [](const HttpServer::Request&) { return HttpServer::json(R"({"a": 1})", 500); });
     EXPECT_EQ(run(), Outcome::rejected);
     EXPECT_TRUE(log.contains("Daemon /defaults/recommend returned non-200"));
 

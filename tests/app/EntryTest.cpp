@@ -39,9 +39,9 @@ struct BundleFixture : ::testing::Test {
 } // namespace
 
 TEST(Entry, OnlyTheThirteenWordsAreDaemonSubcommands) {
-    for (const char* word : {"transcribe", "export-progress", "parse-time-logs", "stats", "caption",
-                             "mcp-server", "daemon", "fetch-cloud-ids", "help", "-h", "--help",
-                             "-V", "--version"}) {
+    for (const char* word :
+         {"transcribe", "export-progress", "parse-time-logs", "stats", "caption", "mcp-server",
+          "daemon", "fetch-cloud-ids", "help", "-h", "--help", "-V", "--version"}) {
         EXPECT_TRUE(Entry::isDaemonSubcommand(word)) << word;
     }
     for (const char* word : {"--foo", "--debug", "Stats", "version", "", "-v", "mcp"}) {
@@ -90,7 +90,8 @@ TEST_F(BundleFixture, ADaemonWordReplacesTheProcessWithArgumentsUnchanged) {
 }
 
 TEST_F(BundleFixture, AFailedExecSaysWhyAndExitsWith127) {
-    writeExecutable(folder + "/tallo-daemon", "\x7f" "ELF garbage");
+    writeExecutable(folder + "/tallo-daemon", "\x7f"
+                                              "ELF garbage");
     QProcess& p = launch({"mcp-server"});
     EXPECT_EQ(p.exitCode(), 127);
     EXPECT_EQ(p.readAllStandardError(),

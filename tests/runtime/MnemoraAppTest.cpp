@@ -74,7 +74,8 @@ TEST(MnemoraApp, TheProductRunsWithoutAWindowAndQuitsInOrderOnSigterm) {
     output += process.readAll();
     EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
     EXPECT_EQ(process.exitCode(), 0);
-    EXPECT_TRUE(output.contains("[AppDelegate] application will terminate")) << output.toStdString();
+    EXPECT_TRUE(output.contains("[AppDelegate] application will terminate"))
+        << output.toStdString();
     EXPECT_LT(output.indexOf("[MnemoraApp] start-up: configuration loaded"),
               output.indexOf("[MnemoraApp] start-up: onboarding flag read"));
 }

@@ -9,7 +9,8 @@ namespace mnemora::test {
 // Collects the messages of one logging category for the lifetime of the object.
 class LogCapture {
 public:
-    explicit LogCapture(const char* category) : category_(category) {
+    explicit LogCapture(const char* category)
+        : category_(category) {
         previous_ = qInstallMessageHandler(&LogCapture::handle);
         current() = this;
     }

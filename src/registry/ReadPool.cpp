@@ -1,0 +1,50 @@
+#include "registry/ReadPool.h"
+
+#include <SQLiteCpp/Statement.h>
+
+namespace mnemora {
+
+ReadPool::ReadPool(const QString& path, int maxReaders)
+    : path_(path) {
+    threads_.setMaxThreadCount(maxReaders);
+    threads_.setExpiryTimeout(30'000);
+    std::unique_ptr<SQLite::Database> first = openConnection();
+    // Opening is lazy in SQLite; reading the schema proves the file is a database.
+    SQLite::Statement probe(*first, "SELECT count(*) FROM sqlite_master");
+    probe.executeStep();
+    idle_.push_back(std::move(first));
+}
+
+ReadPool::~ReadPool() {
+    threads_.waitForDone();
+}
+
+std::unique_ptr<SQLite::Database> ReadPool::openConnection() const {
+    auto database = std::make_unique<SQLite::Database>(path_.toStdString(), SQLite::OPEN_READONLY,
+                                                       /*busyTimeoutMs=*/5000);
+    database->exec("PRAGMA query_only = 1");
+    return database;
+}
+
+ReadPool::Lease::Lease(ReadPool& owner)
+    : pool(owner) {
+    {
+        std::lock_guard<std::mutex> lock(pool.mutex_);
+        if (!pool.idle_.empty()) {
+            database = std::move(pool.idle_.back());
+            pool.idle_.pop_back();
+        }
+    }
+    if (!database) {
+        database = pool.openConnection();
+    }
+}
+
+ReadPool::Lease::~Lease() {
+    if (database) {
+        std::lock_guard<std::mutex> lock(pool.mutex_);
+        pool.idle_.push_back(std::move(database));
+    }
+}
+
+} // namespace mnemora
