@@ -4,6 +4,8 @@
 
 #include <functional>
 #include <regex>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <unordered_set>
 
 namespace mnemora::core {
@@ -17,6 +19,29 @@ TEST(BlockIDTest, FreshIdentifiersAreUpperCaseRandomUuids) {
         ASSERT_TRUE(std::regex_match(id.rawValue, uuid)) << id;
         ASSERT_TRUE(seen.insert(id).second) << "duplicate " << id;
     }
+}
+
+TEST(BlockIDTest, ForkedChildMintsOtherIdentifiersThanItsParent) {
+    const BlockID before; // fills this thread's pool of random bytes
+    int channel[2];
+    ASSERT_EQ(pipe(channel), 0);
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        const BlockID minted;
+        const ssize_t written = write(channel[1], minted.rawValue.data(), minted.rawValue.size());
+        _exit(written == 36 ? 0 : 1);
+    }
+    close(channel[1]);
+    const BlockID parent;
+    char buffer[36];
+    ASSERT_EQ(read(channel[0], buffer, sizeof buffer), 36);
+    close(channel[0]);
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    EXPECT_NE(std::string(buffer, 36), parent.rawValue);
+    EXPECT_NE(before, parent);
 }
 
 TEST(BlockIDTest, WrapsAGivenStringAndComparesByIt) {
