@@ -1,0 +1,149 @@
+#include "core/FractionalIndex.h"
+
+#include "core/FatalError.h"
+
+#include <algorithm>
+#include <ostream>
+#include <string_view>
+
+namespace mnemora::core {
+
+namespace {
+
+constexpr std::string_view kAlphabet = "0123456789abcdefghijklmnopqrstuvwxyz";
+constexpr int kBase = 36;
+constexpr int kMid = 18; // "i"
+constexpr std::size_t kMaxWidth = 199;
+
+using Digits = std::vector<int>;
+
+int digitValue(char c) {
+    if (c >= '0' && c <= '9') {
+        return c - '0';
+    }
+    if (c >= 'a' && c <= 'z') {
+        return c - 'a' + 10;
+    }
+    return 0; // anything else, upper case included, reads as zero
+}
+
+Digits readDigits(const std::string& key) {
+    Digits digits;
+    digits.reserve(key.size() + 2);
+    for (char c : key) {
+        digits.push_back(digitValue(c));
+    }
+    return digits;
+}
+
+std::string writeDigits(const Digits& digits) {
+    std::string key;
+    key.reserve(digits.size());
+    for (int d : digits) {
+        key.push_back(kAlphabet[static_cast<std::size_t>(d)]);
+    }
+    return key;
+}
+
+// Long division by two from the most significant digit; a final remainder is dropped.
+Digits halve(const Digits& digits) {
+    Digits half(digits.size());
+    int carry = 0;
+    for (std::size_t i = 0; i < digits.size(); ++i) {
+        const int value = carry * kBase + digits[i];
+        half[i] = value / 2;
+        carry = value % 2;
+    }
+    return half;
+}
+
+// Drops trailing zero digits but keeps at least one digit.
+void trim(Digits& digits) {
+    while (digits.size() > 1 && digits.back() == 0) {
+        digits.pop_back();
+    }
+}
+
+std::string quoted(const FractionalIndex& index) {
+    return "'" + index.key + "'";
+}
+
+FractionalIndex below(const FractionalIndex& upper) {
+    Digits digits = readDigits(upper.key);
+    digits.push_back(0);
+    digits = halve(digits);
+    trim(digits);
+    FractionalIndex result(writeDigits(digits));
+    if (result.key.empty() || !(result < upper)) {
+        fatalError("FractionalIndex.between: no key below " + quoted(upper));
+    }
+    return result;
+}
+
+FractionalIndex midpoint(const FractionalIndex& lower, const FractionalIndex& upper) {
+    const Digits lowerDigits = readDigits(lower.key);
+    const Digits upperDigits = readDigits(upper.key);
+    const std::size_t n = std::max(lowerDigits.size(), upperDigits.size());
+    for (std::size_t width = n + 1; width <= kMaxWidth; ++width) {
+        // The sum has one digit more than the width: the final carry stands in front.
+        Digits sum(width + 1, 0);
+        int carry = 0;
+        for (std::size_t i = width; i-- > 0;) {
+            const int a = i < lowerDigits.size() ? lowerDigits[i] : 0;
+            const int b = i < upperDigits.size() ? upperDigits[i] : 0;
+            const int total = a + b + carry;
+            sum[i + 1] = total % kBase;
+            carry = total / kBase;
+        }
+        sum[0] = carry;
+        Digits half = halve(sum);
+        half.erase(half.begin());
+        trim(half);
+        FractionalIndex candidate(writeDigits(half));
+        if (!candidate.key.empty() && lower < candidate && candidate < upper) {
+            return candidate;
+        }
+    }
+    fatalError("FractionalIndex.between: no key of at most 199 digits between " + quoted(lower) +
+               " and " + quoted(upper));
+}
+
+} // namespace
+
+FractionalIndex FractionalIndex::between(const std::optional<FractionalIndex>& lower,
+                                         const std::optional<FractionalIndex>& upper) {
+    if (!lower && !upper) {
+        return FractionalIndex(std::string(1, kAlphabet[kMid]));
+    }
+    if (!upper) {
+        return FractionalIndex(lower->key + kAlphabet[kMid]);
+    }
+    if (!lower) {
+        return below(*upper);
+    }
+    if (!(*lower < *upper)) {
+        fatalError("FractionalIndex.between: lower bound " + quoted(*lower) +
+                   " is not below upper bound " + quoted(*upper));
+    }
+    return midpoint(*lower, *upper);
+}
+
+std::vector<FractionalIndex> FractionalIndex::evenlySpaced(int count) {
+    std::vector<FractionalIndex> keys;
+    if (count < 1) {
+        return keys;
+    }
+    keys.reserve(static_cast<std::size_t>(count));
+    std::string key;
+    for (int i = 0; i < count; ++i) {
+        key.push_back(kAlphabet[kMid]);
+        keys.emplace_back(key);
+    }
+    return keys;
+}
+
+std::ostream& operator<<(std::ostream& out, const FractionalIndex& index) {
+    return out << index.key;
+}
+
+} // namespace mnemora::core

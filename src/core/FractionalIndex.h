@@ -1,0 +1,49 @@
+#pragma once
+
+#include <compare>
+#include <cstddef>
+#include <functional>
+#include <iosfwd>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace mnemora::core {
+
+// The order key of a block: a base-36 fraction written with "0123456789abcdefghijklmnopqrstuvwxyz",
+// most significant digit first. Keys order by plain byte comparison of their text, so a block
+// can be placed between two others without renumbering anything.
+class FractionalIndex {
+public:
+    FractionalIndex() = default;
+    // Wraps any text without checking it; characters outside the alphabet read as digit 0.
+    explicit FractionalIndex(std::string key)
+        : key(std::move(key)) {}
+
+    const std::string& description() const { return key; }
+
+    bool operator==(const FractionalIndex&) const = default;
+    std::strong_ordering operator<=>(const FractionalIndex&) const = default;
+
+    // A key strictly between `lower` and `upper`; an absent bound is open. Stops the program
+    // when the bounds are inverted or equal, when asked for a key below an all-zero key, and
+    // when no key of at most 199 digits lies between the bounds.
+    static FractionalIndex between(const std::optional<FractionalIndex>& lower,
+                                   const std::optional<FractionalIndex>& upper);
+
+    // Keys for a brand-new list of `count` items: "i", "ii", "iii", ... (empty below 1).
+    // The nth key has n characters; there is no rebalancing anywhere.
+    static std::vector<FractionalIndex> evenlySpaced(int count);
+
+    std::string key;
+};
+
+std::ostream& operator<<(std::ostream& out, const FractionalIndex& index);
+
+} // namespace mnemora::core
+
+template <> struct std::hash<mnemora::core::FractionalIndex> {
+    std::size_t operator()(const mnemora::core::FractionalIndex& index) const noexcept {
+        return std::hash<std::string>{}(index.key);
+    }
+};

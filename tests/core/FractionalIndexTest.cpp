@@ -1,0 +1,120 @@
+#include "core/FractionalIndex.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+
+namespace mnemora::core {
+namespace {
+
+using FI = FractionalIndex;
+
+std::string between(std::optional<std::string> lower, std::optional<std::string> upper) {
+    std::optional<FI> lo = lower ? std::optional<FI>(FI(*lower)) : std::nullopt;
+    std::optional<FI> up = upper ? std::optional<FI>(FI(*upper)) : std::nullopt;
+    return FI::between(lo, up).key;
+}
+
+TEST(FractionalIndexBetween, OpenBounds) {
+    EXPECT_EQ(between(std::nullopt, std::nullopt), "i");
+    EXPECT_EQ(between("i", std::nullopt), "ii");
+    EXPECT_EQ(between("zz", std::nullopt), "zzi");
+}
+
+TEST(FractionalIndexBetween, BelowUpperBoundHalvesTheKey) {
+    EXPECT_EQ(between(std::nullopt, "i"), "9");
+    EXPECT_EQ(between(std::nullopt, "1"), "0i");
+    EXPECT_EQ(between(std::nullopt, "0i"), "09");
+    EXPECT_EQ(between(std::nullopt, "09"), "04i");
+}
+
+TEST(FractionalIndexBetween, BothBoundsTakeTheMidpoint) {
+    EXPECT_EQ(between("a", "b"), "ai");
+    EXPECT_EQ(between("i", "ii"), "i9");
+    EXPECT_EQ(between("i", "j"), "ii");
+    EXPECT_EQ(between("0", "z"), "hi");
+    // A longer width is needed when the first midpoint only repeats the lower bound.
+    EXPECT_EQ(between("a", "a1"), "a0i");
+}
+
+TEST(FractionalIndexBetween, UpperCaseKeysReadAsZeros) {
+    EXPECT_EQ(between(std::nullopt, "AB"), "0");
+    EXPECT_EQ(between("AB", "z"), "hi");
+    EXPECT_EQ(between("AB", "z"), between("00", "z"));
+}
+
+TEST(FractionalIndexBetween, RandomInsertionsStayStrictlyOrdered) {
+    std::mt19937 rng(7);
+    std::vector<FI> keys = FI::evenlySpaced(3);
+    for (int step = 0; step < 600; ++step) {
+        const std::size_t slot =
+            std::uniform_int_distribution<std::size_t>(0, keys.size() - 1)(rng);
+        const std::optional<FI> lower =
+            slot == 0 ? std::nullopt : std::optional<FI>(keys[slot - 1]);
+        const FI key = FI::between(lower, keys[slot]);
+        ASSERT_TRUE(!lower || *lower < key) << key;
+        ASSERT_LT(key, keys[slot]);
+        ASSERT_NE(key.key.back(), '0') << "generated keys never end in a zero digit";
+        keys.insert(keys.begin() + static_cast<std::ptrdiff_t>(slot), key);
+    }
+    EXPECT_TRUE(std::is_sorted(keys.begin(), keys.end()));
+    EXPECT_EQ(std::adjacent_find(keys.begin(), keys.end()), keys.end());
+}
+
+TEST(FractionalIndexBetween, WidthLimitIsInclusiveAt199Digits) {
+    const std::string stem(197, 'i');
+    EXPECT_EQ(between(stem + "a", stem + "b"), stem + "ai");
+}
+
+using FractionalIndexDeathTest = ::testing::Test;
+
+TEST_F(FractionalIndexDeathTest, InvertedOrEqualBoundsStopTheProgram) {
+    EXPECT_DEATH(between("b", "a"), "lower bound 'b' is not below upper bound 'a'");
+    EXPECT_DEATH(between("i", "i"), "lower bound 'i' is not below upper bound 'i'");
+    // The precondition compares the text as given, not the digits it reads as.
+    EXPECT_DEATH(between("a", "AB"), "lower bound 'a' is not below upper bound 'AB'");
+}
+
+TEST_F(FractionalIndexDeathTest, NothingBelowAnAllZeroKey) {
+    EXPECT_DEATH(between(std::nullopt, "0"), "no key below '0'");
+    EXPECT_DEATH(between(std::nullopt, ""), "no key below ''");
+    // A longer all-zero key still has the shorter "0" below it in byte order.
+    EXPECT_EQ(between(std::nullopt, "000"), "0");
+}
+
+TEST_F(FractionalIndexDeathTest, NoKeyBetweenKeysThatDifferByATrailingZero) {
+    EXPECT_DEATH(between("a", "a0"), "no key of at most 199 digits between 'a' and 'a0'");
+}
+
+TEST_F(FractionalIndexDeathTest, WidthPast199StopsTheProgram) {
+    const std::string stem(198, 'i');
+    EXPECT_DEATH(between(stem + "a", stem + "b"), "no key of at most 199 digits between");
+}
+
+TEST(FractionalIndexEvenlySpaced, GrowsByOneCharacterPerKey) {
+    EXPECT_TRUE(FI::evenlySpaced(0).empty());
+    EXPECT_TRUE(FI::evenlySpaced(-4).empty());
+    EXPECT_EQ(FI::evenlySpaced(3), (std::vector<FI>{FI("i"), FI("ii"), FI("iii")}));
+    const auto keys = FI::evenlySpaced(300);
+    ASSERT_EQ(keys.size(), 300u);
+    EXPECT_EQ(keys.back().key, std::string(300, 'i'));
+    for (std::size_t i = 1; i < keys.size(); ++i) {
+        EXPECT_LT(keys[i - 1], keys[i]);
+    }
+}
+
+TEST(FractionalIndexOrder, IsPlainByteOrderOfTheText) {
+    EXPECT_LT(FI("Z"), FI("a"));
+    EXPECT_LT(FI("i"), FI("i0"));
+    EXPECT_LT(FI("9z"), FI("a"));
+    EXPECT_LT(FI("z"), FI("\xC3\xA9")); // bytes above 0x7F sort last
+    EXPECT_LE(FI("a"), FI("a"));
+    EXPECT_GE(FI("a"), FI("a"));
+    EXPECT_GT(FI("b"), FI("ab"));
+    EXPECT_EQ(std::hash<FI>{}(FI("ai")), std::hash<FI>{}(FI("ai")));
+    EXPECT_EQ(FI("ai").description(), "ai");
+}
+
+} // namespace
+} // namespace mnemora::core
