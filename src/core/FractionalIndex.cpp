@@ -84,7 +84,10 @@ FractionalIndex midpoint(const FractionalIndex& lower, const FractionalIndex& up
     const Digits lowerDigits = readDigits(lower.key);
     const Digits upperDigits = readDigits(upper.key);
     const std::size_t n = std::max(lowerDigits.size(), upperDigits.size());
-    for (std::size_t width = n + 1; width <= kMaxWidth; ++width) {
+    // The first try at one digit more than the longer key always runs, so long keys (a first-seen
+    // file of a few hundred lines has them) still get a key between them; only widening past
+    // that is capped.
+    for (std::size_t width = n + 1; width == n + 1 || width <= kMaxWidth; ++width) {
         // The sum has one digit more than the width: the final carry stands in front.
         Digits sum(width + 1, 0);
         int carry = 0;
