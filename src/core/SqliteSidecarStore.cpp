@@ -309,6 +309,8 @@ void SqliteSidecarStore::open(const std::string& path, std::string_view label) {
             std::make_unique<SQLite::Database>(path, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
         // Another copy of the application on the same vault holds the file only briefly.
         db_->setBusyTimeout(5000);
+        // With the write-ahead log a save costs one sync instead of several and stays durable.
+        db_->exec("PRAGMA journal_mode = WAL");
         db_->exec("CREATE TABLE IF NOT EXISTS schema_migrations (identifier TEXT NOT NULL "
                   "PRIMARY KEY)");
         SQLite::Statement query(*db_, "SELECT identifier FROM schema_migrations");

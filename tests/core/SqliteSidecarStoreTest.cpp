@@ -77,6 +77,14 @@ Block everyFieldSet() {
                  .ledgerState = SyncedLedgerState::asking};
 }
 
+std::string joined(const std::vector<std::string>& values) {
+    std::string text;
+    for (std::size_t k = 0; k < values.size(); ++k) {
+        text += (k == 0 ? "" : ", ") + values[k];
+    }
+    return text;
+}
+
 std::vector<std::string> column(SQLite::Database& db, const std::string& sql, int index = 0) {
     SQLite::Statement query(db, sql);
     std::vector<std::string> values;
@@ -86,34 +94,20 @@ std::vector<std::string> column(SQLite::Database& db, const std::string& sql, in
     return values;
 }
 
-TEST_F(SqliteSidecarStoreTest, BlockWithEveryFieldSetRoundTripsThroughTheFile) {
-    const Block block = everyFieldSet();
-    {
-        SqliteSidecarStore store(path_);
-        store.saveBlocks("questions/inbox.md", {block});
-        EXPECT_EQ(store.loadBlocks("questions/inbox.md"), std::vector<Block>{block});
-    }
-    SqliteSidecarStore reopened(path_);
-    EXPECT_EQ(reopened.loadBlocks("", "questions/inbox.md"), std::vector<Block>{block});
-    EXPECT_EQ(reopened.findBlock(block.id),
-              (SyncedDocSidecarStore::FoundBlock{
-                  .zone = "", .docPath = "questions/inbox.md", .block = block}));
-}
-
-TEST_F(SqliteSidecarStoreTest, AbsentAndEmptyStayApart) {
-    SqliteSidecarStore store;
-    Block absent = line("A", "i", "");
+TEST_F(SqliteSidecarStoreTest, BlocksRoundTripThroughTheFileWithAbsentAndEmptyApart) {
     Block empty = line("B", "ii", "");
     empty.answer = "";
     empty.checked = false;
-    store.saveBlocks("a.md", {absent, empty});
-    const auto loaded = store.loadBlocks("a.md");
-    ASSERT_EQ(loaded.size(), 2u);
-    EXPECT_EQ(loaded[0].answer, std::nullopt);
-    EXPECT_EQ(loaded[0].checked, std::nullopt);
-    EXPECT_EQ(loaded[1].answer, "");
-    EXPECT_EQ(loaded[1].checked, false);
-    EXPECT_EQ(loaded, (std::vector<Block>{absent, empty}));
+    const std::vector<Block> blocks{everyFieldSet(), empty, line("C", "iii", "")};
+    {
+        SqliteSidecarStore store(path_);
+        store.saveBlocks("questions/inbox.md", blocks);
+    }
+    SqliteSidecarStore reopened(path_);
+    EXPECT_EQ(reopened.loadBlocks("", "questions/inbox.md"), blocks);
+    EXPECT_EQ(reopened.findBlock(blocks[0].id),
+              (SyncedDocSidecarStore::FoundBlock{
+                  .zone = "", .docPath = "questions/inbox.md", .block = blocks[0]}));
 }
 
 TEST_F(SqliteSidecarStoreTest, LoadsInByteOrderOfPositions) {
@@ -213,7 +207,7 @@ TEST_F(SqliteSidecarStoreTest, UnknownWordsReadTolerantly) {
     EXPECT_EQ(store.loadBlocks("a.md"), (std::vector<Block>{table, item}));
 }
 
-std::vector<std::string> tableShape(SQLite::Database& db) {
+std::string tableShape(SQLite::Database& db) {
     SQLite::Statement query(db, "PRAGMA table_info(syncedDocBlocks)");
     std::vector<std::string> shape;
     while (query.executeStep()) {
@@ -229,72 +223,37 @@ std::vector<std::string> tableShape(SQLite::Database& db) {
         }
         shape.push_back(entry);
     }
-    return shape;
+    return joined(shape);
 }
 
-const std::vector<std::string> kFinalShape{
-    "zone TEXT NOT NULL DEFAULT '' KEY 1",
-    "docPath TEXT NOT NULL KEY 2",
-    "blockID TEXT NOT NULL KEY 3",
-    "kind TEXT NOT NULL",
-    "level INTEGER NOT NULL",
-    "text TEXT NOT NULL",
-    "checked BOOLEAN",
-    "position TEXT NOT NULL",
-    "questionID TEXT",
-    "questionStatus TEXT",
-    "askedBy TEXT",
-    "askedAt TEXT",
-    "answeredBy TEXT",
-    "answeredAt TEXT",
-    "answer TEXT",
-    "audioAssetRef TEXT",
-    "transcriptionState TEXT",
-    "transcriptionPartial TEXT",
-    "period TEXT",
-    "business TEXT",
-    "closePhase TEXT",
-    "activity TEXT",
-    "startedAt TEXT",
-    "movedAt TEXT",
-    "blockedKind TEXT",
-    "blockedReason TEXT",
-    "deliverableLabel TEXT",
-    "deliverableDetail TEXT",
-    "deliverableStatus TEXT",
-    "transcriptionProgress INTEGER",
-    "answerableCount INTEGER",
-    "countDone INTEGER",
-    "countTotal INTEGER",
-    "booksID TEXT",
-    "ledgerDate TEXT",
-    "ledgerOrigin TEXT",
-    "ledgerAmount TEXT",
-    "ledgerState TEXT",
-    "questionKind TEXT",
-    "suggestedActions TEXT",
-    "appliedAt TEXT",
-};
+// The table as the last migration leaves it: name, type, constraints, key order.
+const std::string kFinalShape =
+    "zone TEXT NOT NULL DEFAULT '' KEY 1, docPath TEXT NOT NULL KEY 2, blockID TEXT NOT NULL "
+    "KEY 3, kind TEXT NOT NULL, level INTEGER NOT NULL, text TEXT NOT NULL, checked BOOLEAN, "
+    "position TEXT NOT NULL, questionID TEXT, questionStatus TEXT, askedBy TEXT, askedAt "
+    "TEXT, answeredBy TEXT, answeredAt TEXT, answer TEXT, audioAssetRef TEXT, "
+    "transcriptionState TEXT, transcriptionPartial TEXT, period TEXT, business TEXT, "
+    "closePhase TEXT, activity TEXT, startedAt TEXT, movedAt TEXT, blockedKind TEXT, "
+    "blockedReason TEXT, deliverableLabel TEXT, deliverableDetail TEXT, deliverableStatus "
+    "TEXT, transcriptionProgress INTEGER, answerableCount INTEGER, countDone INTEGER, "
+    "countTotal INTEGER, booksID TEXT, ledgerDate TEXT, ledgerOrigin TEXT, ledgerAmount TEXT, "
+    "ledgerState TEXT, questionKind TEXT, suggestedActions TEXT, appliedAt TEXT";
 
-const std::vector<std::string> kMigrationNames{"v1_createSyncedDocBlocks",
-                                               "v2_questionFields",
-                                               "v3_transcriptionProgressFields",
-                                               "v4_closeStatusFields",
-                                               "v5_vaultZoneScope",
-                                               "v6_questionBooksID",
-                                               "v7_ledgerRowFields",
-                                               "v8_questionKindAndSuggestedActions",
-                                               "v9_appliedAt"};
+const std::string kMigrationNames =
+    "v1_createSyncedDocBlocks, v2_questionFields, v3_transcriptionProgressFields, "
+    "v4_closeStatusFields, v5_vaultZoneScope, v6_questionBooksID, v7_ledgerRowFields, "
+    "v8_questionKindAndSuggestedActions, v9_appliedAt";
 
 TEST_F(SqliteSidecarStoreTest, NewFileGetsTheFinalTableAndRecordsEachMigrationOnce) {
     const std::vector<std::string_view> names = SqliteSidecarStore::migrationNames();
-    EXPECT_EQ(std::vector<std::string>(names.begin(), names.end()), kMigrationNames);
+    EXPECT_EQ(joined({names.begin(), names.end()}), kMigrationNames);
     { SqliteSidecarStore first(path_); }
     // A second open must not run anything again; re-adding a column would fail.
     { SqliteSidecarStore second(path_); }
     SQLite::Database db(path_);
     EXPECT_EQ(tableShape(db), kFinalShape);
-    EXPECT_EQ(column(db, "SELECT identifier FROM schema_migrations ORDER BY rowid"),
+    EXPECT_EQ(column(db, "PRAGMA journal_mode"), std::vector<std::string>{"wal"});
+    EXPECT_EQ(joined(column(db, "SELECT identifier FROM schema_migrations ORDER BY rowid")),
               kMigrationNames);
     EXPECT_EQ(column(db, "SELECT name FROM sqlite_master WHERE type = 'index' AND tbl_name = "
                          "'syncedDocBlocks' AND sql IS NOT NULL"),
@@ -340,7 +299,7 @@ TEST_F(SqliteSidecarStoreTest, RowsOfAFirstVersionFileSurviveEveryMigrationWithZ
 
     SQLite::Database db(path_);
     EXPECT_EQ(tableShape(db), kFinalShape);
-    EXPECT_EQ(column(db, "SELECT identifier FROM schema_migrations ORDER BY rowid"),
+    EXPECT_EQ(joined(column(db, "SELECT identifier FROM schema_migrations ORDER BY rowid")),
               kMigrationNames);
 }
 
@@ -366,39 +325,29 @@ TEST_F(SqliteSidecarStoreTest, TableRebuildCarriesEveryFieldOfTheFourthVersion) 
                 "'clip.m4a', 'done', 100, 'no', '2024-03', 'Bakery', 'draft', 'writing', 't3', "
                 "'t4', 'needsMac', 'keys', 2, 'Letter', 'sent soon', 'done', 3, 4)");
     }
-    SqliteSidecarStore store(path_);
-    const Block expected{.id = BlockID("Q"),
-                         .kind = BlockKind::question,
-                         .text = "Private?",
-                         .position = FI("i"),
-                         .questionID = "q-1",
-                         .questionStatus = QuestionCardStatus::answered,
-                         .askedBy = "agent",
-                         .askedAt = "t1",
-                         .answeredBy = "me",
-                         .answeredAt = "t2",
-                         .answer = "no",
-                         .audioAssetRef = "clip.m4a",
-                         .transcriptionState = VoiceTranscriptionState::done,
-                         .transcriptionProgress = 100,
-                         .transcriptionPartial = "no",
-                         .period = "2024-03",
-                         .business = "Bakery",
-                         .closePhase = ClosePhase::draft,
-                         .activity = "writing",
-                         .startedAt = "t3",
-                         .movedAt = "t4",
-                         .blockedKind = CloseBlockedKind::needsMac,
-                         .blockedReason = "keys",
-                         .answerableCount = 2,
-                         .deliverableLabel = "Letter",
-                         .deliverableDetail = "sent soon",
-                         .deliverableStatus = DeliverableStatus::done,
-                         .countDone = 3,
-                         .countTotal = 4};
-    EXPECT_EQ(store.loadBlocks("status/close.md"), std::vector<Block>{expected});
+    { SqliteSidecarStore store(path_); }
     SQLite::Database db(path_);
     EXPECT_EQ(tableShape(db), kFinalShape);
+    SQLite::Statement row(db,
+                          "SELECT zone, docPath, blockID, kind, level, text, checked, position, "
+                          "questionID, questionStatus, askedBy, askedAt, answeredBy, "
+                          "answeredAt, answer, audioAssetRef, transcriptionState, "
+                          "transcriptionProgress, transcriptionPartial, period, business, "
+                          "closePhase, activity, startedAt, movedAt, blockedKind, "
+                          "blockedReason, answerableCount, deliverableLabel, "
+                          "deliverableDetail, deliverableStatus, countDone, countTotal, "
+                          "booksID FROM syncedDocBlocks");
+    ASSERT_TRUE(row.executeStep());
+    std::vector<std::string> values;
+    for (int k = 0; k < row.getColumnCount(); ++k) {
+        values.push_back(row.getColumn(k).isNull() ? "NULL" : row.getColumn(k).getString());
+    }
+    EXPECT_EQ(joined(values),
+              ", status/close.md, Q, question, 0, Private?, NULL, i, q-1, answered, "
+              "agent, t1, me, t2, no, clip.m4a, done, 100, no, 2024-03, Bakery, "
+              "draft, writing, t3, t4, needsMac, keys, 2, Letter, sent soon, done, "
+              "3, 4, NULL");
+    EXPECT_FALSE(row.executeStep());
 }
 
 TEST_F(SqliteSidecarStoreTest, OpeningSomethingThatIsNoDatabaseThrows) {
@@ -415,14 +364,6 @@ TEST_F(SqliteSidecarStoreTest, OpeningSomethingThatIsNoDatabaseThrows) {
     }
     EXPECT_THROW(SqliteSidecarStore((dir_ / "missing" / "synced-docs.sqlite").string()),
                  SyncedDocSidecarStore::Error);
-}
-
-TEST_F(SqliteSidecarStoreTest, StoresInMemoryAreSeparate) {
-    SqliteSidecarStore first;
-    SqliteSidecarStore second;
-    first.saveBlocks("a.md", {line("A", "i", "a")});
-    EXPECT_TRUE(second.allDocs().empty());
-    EXPECT_EQ(first.allDocs(), (std::vector<Document>{{.zone = "", .docPath = "a.md"}}));
 }
 
 // Calls from several threads go through the one connection one at a time; interleaved
