@@ -47,7 +47,8 @@ Lines diffTexts(const std::vector<std::array<std::string, 3>>& stored, const Lin
     }
     std::vector<Block> parsed;
     for (std::size_t k = 0; k < texts.size(); ++k) {
-        parsed.push_back(block("n" + std::to_string(k + 1), "ignored", texts[k]));
+        parsed.push_back(
+            block(std::string("n").append(std::to_string(k + 1)), "ignored", texts[k]));
     }
     return describeAll(M::diff(previous, parsed));
 }
