@@ -48,9 +48,9 @@ public:
     // What one source of one identity has given: a time entry without a source counts under the
     // type "time" and its log's name.
     struct SourceCoverageRow {
-        QString identityId;
-        QString sourceType;
-        QString sourceName;
+        QString identityId{};
+        QString sourceType{};
+        QString sourceName{};
         qint64 total = 0;
         qint64 photos = 0;
         qint64 videos = 0;
@@ -60,8 +60,8 @@ public:
         qint64 withCaption = 0;
         qint64 withPeople = 0;
         qint64 withTranscription = 0;
-        std::optional<qint64> minCapturedEpoch;
-        std::optional<qint64> maxCapturedEpoch;
+        std::optional<qint64> minCapturedEpoch{};
+        std::optional<qint64> maxCapturedEpoch{};
         bool operator==(const SourceCoverageRow&) const = default;
     };
 
@@ -78,13 +78,13 @@ public:
         RecentActivityCounts day;
         RecentActivityCounts week;
         RecentActivityCounts month;
-        std::optional<QDateTime> latestCapturedAt; // within the month
+        std::optional<QDateTime> latestCapturedAt{}; // within the month
         bool operator==(const RecentActivityBreakdown&) const = default;
     };
 
     struct PlaceSummary {
-        QString name;
-        std::optional<QString> country;
+        QString name{};
+        std::optional<QString> country{};
         qint64 totalCount = 0;
         bool operator==(const PlaceSummary&) const = default;
     };

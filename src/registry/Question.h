@@ -16,20 +16,20 @@ struct Question {
     enum class Status { open, answered, dismissed };
 
     // From the index.
-    QString slug;
-    QString text;
+    QString slug{};
+    QString text{};
     Status status = Status::open;
-    QString filePath;
-    std::optional<QDateTime> askedAt;
-    std::optional<QDateTime> answeredAt;
+    QString filePath{};
+    std::optional<QDateTime> askedAt{};
+    std::optional<QDateTime> answeredAt{};
 
     // From the file's frontmatter, which the index does not hold.
-    std::optional<QString> askedBy;
-    std::optional<QString> period;
-    std::optional<QString> books;
-    std::optional<QString> kind;
-    std::optional<QString> suggestedActionsRaw;
-    std::optional<QString> context;
+    std::optional<QString> askedBy{};
+    std::optional<QString> period{};
+    std::optional<QString> books{};
+    std::optional<QString> kind{};
+    std::optional<QString> suggestedActionsRaw{};
+    std::optional<QString> context{};
 
     // "answered" and "dismissed" are themselves; any other word is open.
     static Status statusFromWord(const QString& word);

@@ -36,6 +36,10 @@ TEST(MnemoraApp, StartUpRunsItsStepsInOrderAndRecordsFailuresInTheServices) {
     EXPECT_TRUE(app.config().lastError().startsWith("Config not loaded: "));
     EXPECT_TRUE(app.appState().showOnboarding());
     EXPECT_EQ(app.appState().selection(), SidebarItem::home);
+    // No index yet: a normal state, with nothing listed.
+    EXPECT_FALSE(app.database().isOpen());
+    EXPECT_TRUE(app.database().lastError().isEmpty());
+    EXPECT_TRUE(app.database().openQuestions().isEmpty());
 }
 
 TEST(MnemoraApp, AFinishedOnboardingStaysClosedAndTheDaemonIsAskedForDefaults) {
