@@ -5,6 +5,8 @@
 #include "app/DefaultsBootstrap.h"
 #include "app/Log.h"
 #include "app/UserDefaults.h"
+#include "questions/QuestionService.h"
+#include "registry/DatabaseService.h"
 #include "runtime/AppDelegate.h"
 
 namespace mnemora {
@@ -14,7 +16,9 @@ MnemoraApp::MnemoraApp(QObject* parent)
     , appDelegate_(new AppDelegate(this))
     , config_(new ConfigService(this))
     , appState_(new AppStateStore(this))
-    , userDefaults_(std::make_unique<UserDefaults>()) {}
+    , userDefaults_(std::make_unique<UserDefaults>())
+    , database_(new DatabaseService(this))
+    , questions_(new QuestionService(this)) {}
 
 MnemoraApp::~MnemoraApp() = default;
 
@@ -50,7 +54,8 @@ QCoro::Task<> MnemoraApp::startUp() {
     }
     markStep(QStringLiteral("configuration loaded"));
 
-    // 2. Wiring of the services that exist so far: nothing else holds a reference yet.
+    // 2. Wiring of the services that exist so far.
+    database_->setConfig(config_);
     markStep(QStringLiteral("services wired"));
 
     // 4. The onboarding overlay for a user who has not finished it.
@@ -58,6 +63,20 @@ QCoro::Task<> MnemoraApp::startUp() {
         appState_->setShowOnboarding(true);
     }
     markStep(QStringLiteral("onboarding flag read"));
+
+    // 7. The daemon's index; a missing one is normal until the daemon has built it.
+    co_await database_->open();
+    if (!self) {
+        co_return;
+    }
+    markStep(QStringLiteral("index opened"));
+
+    // 10. The first load of the questions the screens list.
+    co_await database_->loadOpenQuestions();
+    if (!self) {
+        co_return;
+    }
+    markStep(QStringLiteral("open questions loaded"));
 
     // 12. First-run defaults from the daemon, once.
     co_await DefaultsBootstrap::run(config_);

@@ -13,6 +13,8 @@ namespace mnemora {
 class AppDelegate;
 class AppStateStore;
 class ConfigService;
+class DatabaseService;
+class QuestionService;
 class UserDefaults;
 
 // The composition root of the primary vault. It owns that vault's services for the life of the
@@ -33,6 +35,8 @@ public:
     ConfigService& config() const { return *config_; }
     AppStateStore& appState() const { return *appState_; }
     UserDefaults& userDefaults() const { return *userDefaults_; }
+    DatabaseService& database() const { return *database_; }
+    QuestionService& questions() const { return *questions_; }
 
     bool migrationReady() const { return migrationReady_; }
     void setMigrationReady(bool ready);
@@ -61,6 +65,8 @@ private:
     ConfigService* config_ = nullptr;
     AppStateStore* appState_ = nullptr;
     std::unique_ptr<UserDefaults> userDefaults_;
+    DatabaseService* database_ = nullptr;
+    QuestionService* questions_ = nullptr;
 
     bool migrationReady_ = false;
     bool started_ = false;

@@ -9,10 +9,12 @@
 #include "app/AppStateStore.h"
 #include "app/ConfigService.h"
 #include "app/UserDefaults.h"
+#include "registry/DatabaseService.h"
 #include "runtime/MnemoraApp.h"
 #include "support/BundleOverride.h"
 #include "support/EventLoop.h"
 #include "support/HttpServer.h"
+#include "support/RegistryIndex.h"
 #include "support/TestEnvironment.h"
 
 using namespace mnemora;
@@ -34,6 +36,10 @@ TEST(MnemoraApp, StartUpRunsItsStepsInOrderAndRecordsFailuresInTheServices) {
     EXPECT_TRUE(app.config().lastError().startsWith("Config not loaded: "));
     EXPECT_TRUE(app.appState().showOnboarding());
     EXPECT_EQ(app.appState().selection(), SidebarItem::home);
+    // No index yet: a normal state, with nothing listed.
+    EXPECT_FALSE(app.database().isOpen());
+    EXPECT_TRUE(app.database().lastError().isEmpty());
+    EXPECT_TRUE(app.database().openQuestions().isEmpty());
 }
 
 TEST(MnemoraApp, AFinishedOnboardingStaysClosedAndTheDaemonIsAskedForDefaults) {
@@ -50,6 +56,38 @@ TEST(MnemoraApp, AFinishedOnboardingStaysClosedAndTheDaemonIsAskedForDefaults) {
     EXPECT_FALSE(app.appState().showOnboarding());
     EXPECT_EQ(daemon.requestCount("/defaults/recommend"), 1);
     EXPECT_EQ(app.config().config().value("x"), 1);
+}
+
+TEST(MnemoraApp, StartUpOpensTheIndexAndPublishesTheQuestionsBeforeTheDefaults) {
+    TestEnvironment env;
+    test::BundleOverride bundle("tallo.ai", "Tallo", "Tallo");
+    MnemoraApp app;
+    const QString file = env.root() + "/vault/Registry/me/questions/vat.md";
+    TestEnvironment::writeFile(file, "---\nkind: judgment\nasked_by: accountant\n---\n");
+    test::RegistryIndex index(app.database().indexPath());
+    index.entity({{"entity_type", "question"},
+                  {"slug", "vat"},
+                  {"name", "VAT?"},
+                  {"file_path", file},
+                  {"date_start", "2026-11-15T06:00:00Z"}});
+    index.entity({{"entity_type", "question"},
+                  {"slug", "done"},
+                  {"status", "answered"},
+                  {"date_start", "2026-11-14T06:00:00Z"}});
+
+    test::runTask(app.startUp());
+    EXPECT_TRUE(app.database().isOpen());
+    const QList<Question> questions = app.database().openQuestions();
+    ASSERT_EQ(questions.size(), 2);
+    EXPECT_EQ(questions.at(0).slug, "vat");
+    EXPECT_EQ(questions.at(0).kind, "judgment");
+    EXPECT_EQ(questions.at(0).askedBy, "accountant");
+    EXPECT_EQ(questions.at(1).status, Question::Status::answered);
+
+    const QStringList steps = app.completedSteps();
+    EXPECT_LT(steps.indexOf("onboarding flag read"), steps.indexOf("index opened"));
+    EXPECT_LT(steps.indexOf("index opened"), steps.indexOf("open questions loaded"));
+    EXPECT_LT(steps.indexOf("open questions loaded"), steps.indexOf("first-run defaults"));
 }
 
 TEST(MnemoraApp, TheProductRunsWithoutAWindowAndQuitsInOrderOnSigterm) {
