@@ -6,10 +6,10 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonParseError>
-#include <QSaveFile>
 
 #include <cmath>
 
+#include "platform/AtomicFile.h"
 #include "platform/Paths.h"
 
 namespace mnemora {
@@ -123,14 +123,9 @@ bool ConfigService::write(const Updates& updates) {
         }
     }
     // QJsonObject keeps its keys sorted, so the indented form is the sorted pretty form.
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly)) {
-        setLastError(QStringLiteral("Config write failed: ") + file.errorString());
-        return false;
-    }
-    file.write(QJsonDocument(merged).toJson(QJsonDocument::Indented));
-    if (!file.commit()) {
-        setLastError(QStringLiteral("Config write failed: ") + file.errorString());
+    if (const auto error = platform::writeFileAtomically(
+            path, QJsonDocument(merged).toJson(QJsonDocument::Indented))) {
+        setLastError(QStringLiteral("Config write failed: ") + *error);
         return false;
     }
     setConfig(merged);

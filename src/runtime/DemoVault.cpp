@@ -8,11 +8,11 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QRegularExpression>
-#include <QSaveFile>
 
 #include "app/Brand.h"
 #include "app/ConfigService.h"
 #include "app/VaultPaths.h"
+#include "platform/AtomicFile.h"
 #include "platform/Paths.h"
 
 namespace mnemora::DemoVault {
@@ -142,14 +142,9 @@ bool writeDemoConfiguration(const QString& slug, const QString& displayName, con
         {"cloud_sources", QJsonArray{source}},
         {"features", ConfigService::defaultFeatures(brand(), assets)},
     };
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly)) {
-        *error = file.errorString();
-        return false;
-    }
-    file.write(QJsonDocument(config).toJson(QJsonDocument::Indented));
-    if (!file.commit()) {
-        *error = file.errorString();
+    if (const auto failure = platform::writeFileAtomically(
+            path, QJsonDocument(config).toJson(QJsonDocument::Indented))) {
+        *error = *failure;
         return false;
     }
     return true;
