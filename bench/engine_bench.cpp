@@ -1,0 +1,102 @@
+// A file change of a 1,000-line document with 10 edited lines on a file sidecar: load, parse,
+// diff and save. Target: at most 50 ms per change.
+
+#include "core/SqliteSidecarStore.h"
+#include "core/SyncedDocEngine.h"
+
+#include <benchmark/benchmark.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+namespace {
+
+using mnemora::core::BlockOp;
+using mnemora::core::SqliteSidecarStore;
+using mnemora::core::SyncedDocEngine;
+
+constexpr int kLines = 1000;
+constexpr const char* kDocPath = "lists/active/big.md";
+
+std::string lineAt(int i, bool edited) {
+    std::string line;
+    if (i % 40 == 0) {
+        line = "## Section " + std::to_string(i);
+    } else if (i % 40 == 1) {
+        line = "";
+    } else if (i % 3 == 0) {
+        line = std::string(i % 2 == 0 ? "- [x] " : "- [ ] ") + "Task " + std::to_string(i) +
+               ": pick up the parcel at the post office";
+    } else {
+        line = "Line " + std::to_string(i) +
+               " of the notes, written in plain words about the week ahead.";
+    }
+    if (edited && i % 100 == 55) { // 10 edits of a few words each
+        line += " Changed.";
+    }
+    return line;
+}
+
+std::string document(bool edited) {
+    std::string text;
+    for (int i = 0; i < kLines; ++i) {
+        if (i > 0) {
+            text += '\n';
+        }
+        text += lineAt(i, edited);
+    }
+    return text;
+}
+
+class TempFolder {
+public:
+    TempFolder() {
+        std::string pattern =
+            (std::filesystem::temp_directory_path() / "engine-bench-XXXXXX").string();
+        if (mkdtemp(pattern.data()) != nullptr) {
+            path_ = pattern;
+        }
+    }
+    ~TempFolder() {
+        if (!path_.empty()) {
+            std::filesystem::remove_all(path_);
+        }
+    }
+    const std::filesystem::path& path() const { return path_; }
+
+private:
+    std::filesystem::path path_;
+};
+
+void BM_ApplyFileChangeThousandLinesTenEdits(benchmark::State& state) {
+    TempFolder folder;
+    if (folder.path().empty()) {
+        state.SkipWithError("no temporary folder");
+        return;
+    }
+    SqliteSidecarStore store((folder.path() / "synced-docs.sqlite").string());
+    SyncedDocEngine engine(store);
+    const std::string texts[2] = {document(false), document(true)};
+    engine.applyFileChange(kDocPath, texts[0]);
+
+    // Alternating the two texts makes every round a change of the same 10 lines.
+    int round = 0;
+    int edits = 0;
+    for (auto _ : state) {
+        ++round;
+        const auto result = engine.applyFileChange(kDocPath, texts[round % 2]);
+        edits = 0;
+        for (const BlockOp& op : result.ops) {
+            edits += op.kind() == BlockOp::Kind::edit ? 1 : 0;
+        }
+    }
+    if (edits != 10) {
+        state.SkipWithError("the change was not read as 10 edits");
+    }
+}
+BENCHMARK(BM_ApplyFileChangeThousandLinesTenEdits)->Unit(benchmark::kMillisecond)->UseRealTime();
+
+} // namespace
+
+BENCHMARK_MAIN();

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "core/Block.h"
+#include "core/BlockOp.h"
+#include "core/MarkdownCodec.h"
+
+#include <vector>
+
+namespace mnemora::core {
+
+// What one new text of a file did to its document.
+struct SyncedDocApplyResult {
+    // One operation per block of the new text, `keep` included, then the deletes.
+    std::vector<BlockOp> ops{};
+    // The document after the change, in position order.
+    std::vector<Block> blocks{};
+    // Lines that claimed a typed kind and were kept as text; the caller logs them.
+    std::vector<MarkdownCodec::Degradation> degradations{};
+
+    bool operator==(const SyncedDocApplyResult&) const = default;
+};
+
+} // namespace mnemora::core

@@ -1,0 +1,233 @@
+#include "core/SyncedDocEngine.h"
+#include "core/SqliteSidecarStore.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace mnemora::core {
+namespace {
+
+using FI = FractionalIndex;
+using Kind = BlockOp::Kind;
+
+std::vector<Kind> kindsOf(const std::vector<BlockOp>& ops) {
+    std::vector<Kind> kinds;
+    for (const BlockOp& op : ops) {
+        kinds.push_back(op.kind());
+    }
+    return kinds;
+}
+
+Block line(const std::string& id, const std::string& position, const std::string& text) {
+    return Block{.id = BlockID(id), .text = text, .position = FI(position)};
+}
+
+class SyncedDocEngineTest : public ::testing::Test {
+protected:
+    SqliteSidecarStore store_;
+    SyncedDocEngine engine_{store_};
+};
+
+// --- applyFileChange ---------------------------------------------------------------------------
+
+TEST_F(SyncedDocEngineTest, FirstSightOfAFileAddsEveryLineInOrder) {
+    const auto result = engine_.applyFileChange("lists/active/a.md", "# Shop\n- [ ] Milk\nBread");
+
+    EXPECT_EQ(kindsOf(result.ops), (std::vector<Kind>{Kind::add, Kind::add, Kind::add}));
+    ASSERT_EQ(result.blocks.size(), 3u);
+    EXPECT_EQ(result.blocks[0].kind, BlockKind::heading);
+    EXPECT_EQ(result.blocks[1].kind, BlockKind::item);
+    EXPECT_EQ(result.blocks[2].text, "Bread");
+    EXPECT_LT(result.blocks[0].position, result.blocks[1].position);
+    EXPECT_LT(result.blocks[1].position, result.blocks[2].position);
+    EXPECT_TRUE(result.degradations.empty());
+    EXPECT_EQ(store_.loadBlocks("lists/active/a.md"), result.blocks);
+}
+
+TEST_F(SyncedDocEngineTest, EmptyTextAddsOneEmptyTextBlock) {
+    const auto result = engine_.applyFileChange("a.md", "");
+
+    ASSERT_EQ(result.ops.size(), 1u);
+    EXPECT_EQ(result.ops[0].kind(), Kind::add);
+    ASSERT_EQ(result.blocks.size(), 1u);
+    EXPECT_EQ(result.blocks[0].kind, BlockKind::text);
+    EXPECT_EQ(result.blocks[0].text, "");
+}
+
+TEST_F(SyncedDocEngineTest, SerializedTextFedBackKeepsEverything) {
+    const auto first = engine_.applyFileChange("a.md", "# Shop\n- [x] Milk\nBread\n");
+    const std::string text = engine_.serialize("a.md");
+    EXPECT_EQ(text, "# Shop\n- [x] Milk\nBread\n");
+
+    const auto second = engine_.applyFileChange("a.md", text);
+
+    EXPECT_EQ(kindsOf(second.ops), (std::vector<Kind>(4, Kind::keep)));
+    EXPECT_EQ(second.blocks, first.blocks);
+}
+
+TEST_F(SyncedDocEngineTest, EditedLineKeepsItsIdentity) {
+    const auto first = engine_.applyFileChange("a.md", "One\nBuy milk today\nThree");
+    const auto second = engine_.applyFileChange("a.md", "One\nBuy milk tomorrow\nThree");
+
+    EXPECT_EQ(kindsOf(second.ops), (std::vector<Kind>{Kind::keep, Kind::edit, Kind::keep}));
+    EXPECT_EQ(second.blocks[1].id, first.blocks[1].id);
+    EXPECT_EQ(second.blocks[1].text, "Buy milk tomorrow");
+}
+
+TEST_F(SyncedDocEngineTest, RemovedLineIsDeletedFromTheSidecar) {
+    const auto first = engine_.applyFileChange("a.md", "Alpha line\nBeta line\nGamma line");
+    const auto second = engine_.applyFileChange("a.md", "Alpha line\nGamma line");
+
+    EXPECT_EQ(kindsOf(second.ops), (std::vector<Kind>{Kind::keep, Kind::keep, Kind::delete_}));
+    EXPECT_EQ(second.ops[2].id(), first.blocks[1].id);
+    EXPECT_EQ(store_.loadBlocks("a.md").size(), 2u);
+}
+
+TEST_F(SyncedDocEngineTest, BrokenTypedLineIsKeptAsTextAndReported) {
+    const std::string broken = "\u25b8 Bank%20statement nonsense 3 5 :: Bank statement";
+    const auto result = engine_.applyFileChange("status/close.md", "Intro\n" + broken);
+
+    ASSERT_EQ(result.blocks.size(), 2u);
+    EXPECT_EQ(result.blocks[1].kind, BlockKind::text);
+    EXPECT_EQ(result.blocks[1].text, broken);
+    ASSERT_EQ(result.degradations.size(), 1u);
+    EXPECT_EQ(result.degradations[0].claimedKind, BlockKind::deliverable);
+    EXPECT_EQ(engine_.serialize("status/close.md"), "Intro\n" + broken);
+}
+
+// --- applyRemoteOps ----------------------------------------------------------------------------
+
+TEST_F(SyncedDocEngineTest, RemoteEditOfUnknownIdentifierAddsTheBlock) {
+    store_.saveBlocks("a.md", {line("A", "i", "First")});
+
+    const std::string text =
+        engine_.applyRemoteOps("", "a.md", {BlockOp::edit(line("B", "ii", "Second"))});
+
+    EXPECT_EQ(text, "First\nSecond");
+    EXPECT_EQ(store_.loadBlocks("a.md"),
+              (std::vector<Block>{line("A", "i", "First"), line("B", "ii", "Second")}));
+}
+
+TEST_F(SyncedDocEngineTest, RemoteDeleteOfUnknownIdentifierChangesNothing) {
+    const std::vector<Block> stored{line("A", "i", "First"), line("B", "ii", "Second")};
+    store_.saveBlocks("a.md", stored);
+
+    EXPECT_EQ(engine_.applyRemoteOps("", "a.md", {BlockOp::delete_(BlockID("Z"))}),
+              "First\nSecond");
+    EXPECT_EQ(store_.loadBlocks("a.md"), stored);
+}
+
+TEST_F(SyncedDocEngineTest, EmptyOperationListRewritesTheSameText) {
+    engine_.applyFileChange("a.md", "# Title\n- [ ] Milk\n\nEnd");
+
+    EXPECT_EQ(engine_.applyRemoteOps("", "a.md", {}), "# Title\n- [ ] Milk\n\nEnd");
+}
+
+TEST_F(SyncedDocEngineTest, RemoteBlockReplacesTheLocalOneWholeAndIsPlacedByPosition) {
+    store_.saveBlocks("a.md", {Block{.id = BlockID("A"),
+                                     .kind = BlockKind::item,
+                                     .text = "Milk",
+                                     .checked = false,
+                                     .position = FI("i")},
+                               line("B", "ii", "Bread"), line("C", "iii", "Eggs")});
+
+    const std::string text = engine_.applyRemoteOps("", "a.md",
+                                                    {BlockOp::keep(line("B", "ii", "ignored")),
+                                                     BlockOp::move(line("A", "iiii", "Oat milk")),
+                                                     BlockOp::delete_(BlockID("C"))});
+
+    // The move carried a text block: the item's `checked` is gone, not merged.
+    EXPECT_EQ(text, "Bread\nOat milk");
+    EXPECT_EQ(store_.loadBlocks("a.md"),
+              (std::vector<Block>{line("B", "ii", "Bread"), line("A", "iiii", "Oat milk")}));
+}
+
+TEST_F(SyncedDocEngineTest, RemoteChangeReadBackFromTheFileDoesNotEcho) {
+    const auto first = engine_.applyFileChange("a.md", "# Shop\n- [ ] Milk\nBread");
+    Block edited = first.blocks[1];
+    edited.text = "Milk, two litres";
+    edited.checked = true;
+    Block added{.id = BlockID("NEW"),
+                .kind = BlockKind::item,
+                .text = "Butter",
+                .checked = false,
+                .position = FI::between(first.blocks[1].position, first.blocks[2].position)};
+
+    const std::string text =
+        engine_.applyRemoteOps("", "a.md", {BlockOp::edit(edited), BlockOp::add(added)});
+    EXPECT_EQ(text, "# Shop\n- [x] Milk, two litres\n- [ ] Butter\nBread");
+
+    const auto echo = engine_.applyFileChange("a.md", text);
+    EXPECT_EQ(kindsOf(echo.ops), (std::vector<Kind>(4, Kind::keep)));
+    EXPECT_EQ(echo.blocks, store_.loadBlocks("a.md"));
+}
+
+TEST_F(SyncedDocEngineTest, FieldThatDoesNotSurviveTheFileShowsOnceAsEdit) {
+    engine_.applyFileChange("a.md", "Intro");
+    // An item without `checked` writes as unchecked and reads back with `checked` false.
+    const Block item{
+        .id = BlockID("NEW"), .kind = BlockKind::item, .text = "Soap", .position = FI("ii")};
+
+    const std::string text = engine_.applyRemoteOps("", "a.md", {BlockOp::add(item)});
+    EXPECT_EQ(text, "Intro\n- [ ] Soap");
+
+    const auto readBack = engine_.applyFileChange("a.md", text);
+    ASSERT_EQ(kindsOf(readBack.ops), (std::vector<Kind>{Kind::keep, Kind::edit}));
+    EXPECT_EQ(readBack.ops[1].id(), BlockID("NEW"));
+    EXPECT_EQ(readBack.blocks[1].checked, std::optional<bool>(false));
+
+    EXPECT_EQ(kindsOf(engine_.applyFileChange("a.md", text).ops),
+              (std::vector<Kind>{Kind::keep, Kind::keep}));
+}
+
+TEST_F(SyncedDocEngineTest, RemoteOpsUseTheirOwnZone) {
+    engine_.applyRemoteOps("other", "a.md", {BlockOp::add(line("A", "i", "Elsewhere"))});
+
+    EXPECT_TRUE(store_.loadBlocks("a.md").empty());
+    EXPECT_EQ(engine_.blocks("other", "a.md"), (std::vector<Block>{line("A", "i", "Elsewhere")}));
+}
+
+using SyncedDocEngineDeathTest = SyncedDocEngineTest;
+
+TEST_F(SyncedDocEngineDeathTest, DuplicateStoredIdentifierStopsTheProgram) {
+    // The sidecar keys rows by identifier, so only another store could hold a duplicate.
+    class DuplicatingStore final : public SyncedDocSidecarStore {
+    public:
+        std::vector<Block> loadBlocks(const std::string&, const std::string&) override {
+            return {line("A", "i", "One"), line("A", "ii", "Two")};
+        }
+        void saveBlocks(const std::string&, const std::string&,
+                        const std::vector<Block>&) override {}
+        void deleteDoc(const std::string&, const std::string&) override {}
+        std::optional<FoundBlock> findBlock(const BlockID&) override { return std::nullopt; }
+        std::vector<Document> allDocs() override { return {}; }
+    };
+    DuplicatingStore duplicating;
+    SyncedDocEngine engine(duplicating);
+
+    EXPECT_DEATH(engine.applyRemoteOps("", "a.md", {}), "identifier twice");
+}
+
+// --- forwarding --------------------------------------------------------------------------------
+
+TEST_F(SyncedDocEngineTest, ForwardingOperationsReachTheStore) {
+    const auto a = engine_.applyFileChange("a.md", "Alpha");
+    engine_.applyFileChange("b.md", "Beta");
+
+    EXPECT_EQ(engine_.blocks("", "a.md"), a.blocks);
+    EXPECT_EQ(engine_.allDocs(),
+              (std::vector<SyncedDocSidecarStore::Document>{{"", "a.md"}, {"", "b.md"}}));
+    const auto found = engine_.findBlock(a.blocks[0].id);
+    ASSERT_TRUE(found.has_value());
+    EXPECT_EQ(found->docPath, "a.md");
+    EXPECT_EQ(found->block, a.blocks[0]);
+
+    engine_.deleteDoc("", "a.md");
+    EXPECT_FALSE(engine_.findBlock(a.blocks[0].id).has_value());
+    EXPECT_EQ(engine_.allDocs(), (std::vector<SyncedDocSidecarStore::Document>{{"", "b.md"}}));
+}
+
+} // namespace
+} // namespace mnemora::core

@@ -1,0 +1,92 @@
+#include "core/SyncedDocOptIn.h"
+#include "core/SyncedDocCollectionConfig.h"
+#include "core/SyncedDocWellKnownPath.h"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace mnemora::core {
+namespace {
+
+const std::vector<SyncedDocCollectionConfig>& defaults() {
+    return SyncedDocCollectionConfig::launchDefaults();
+}
+
+// --- SyncedDocCollectionConfig -----------------------------------------------------------------
+
+TEST(SyncedDocCollectionConfigTest, LaunchDefaultsInOrder) {
+    const std::vector<SyncedDocCollectionConfig> expected{
+        {"lists/active", "Household lists", SyncedDocType::checklist, true},
+        {"orientation", "Orientation board", SyncedDocType::board, false},
+        {"questions", "Questions", SyncedDocType::questionInbox, false},
+        {"status", "Close status", SyncedDocType::closeStatus, false},
+    };
+    EXPECT_EQ(defaults(), expected);
+}
+
+TEST(SyncedDocCollectionConfigTest, ContainsOnlyPathsBelowTheFolder) {
+    const SyncedDocCollectionConfig lists = defaults()[0];
+    EXPECT_TRUE(lists.contains("lists/active/groceries.md"));
+    EXPECT_TRUE(lists.contains("lists/active/deep/er.md"));
+    EXPECT_FALSE(lists.contains("lists/active"));
+    EXPECT_FALSE(lists.contains("lists/activeness.md"));
+    EXPECT_FALSE(lists.contains("lists/groceries.md"));
+    EXPECT_FALSE(lists.contains(""));
+}
+
+TEST(SyncedDocCollectionConfigTest, TypeWireWords) {
+    EXPECT_EQ(wireWord(SyncedDocType::questionInbox), "questionInbox");
+    EXPECT_EQ(fromWireWord<SyncedDocType>("closeStatus"), SyncedDocType::closeStatus);
+    EXPECT_EQ(fromWireWord<SyncedDocType>("Doc"), std::nullopt);
+}
+
+// --- SyncedDocOptIn ----------------------------------------------------------------------------
+
+TEST(SyncedDocOptInTest, CollectionDecidesWithoutOverride) {
+    EXPECT_TRUE(SyncedDocOptIn::shouldSync("lists/active/groceries.md", "", defaults()));
+    EXPECT_FALSE(SyncedDocOptIn::shouldSync("lists/active", "", defaults()));
+    EXPECT_FALSE(SyncedDocOptIn::shouldSync("notes/a.md", "# Plain note", defaults()));
+    EXPECT_FALSE(SyncedDocOptIn::shouldSync("lists/active/groceries.md", "", {}));
+}
+
+TEST(SyncedDocOptInTest, OverrideWinsBothWays) {
+    EXPECT_TRUE(SyncedDocOptIn::shouldSync("notes/a.md", "---\nsync: cloudkit\n---\n", defaults()));
+    EXPECT_FALSE(
+        SyncedDocOptIn::shouldSync("status/close.md", "---\nsync: false\n---\n", defaults()));
+    EXPECT_TRUE(
+        SyncedDocOptIn::shouldSync("status/close.md", "---\nsync: maybe\n---\n", defaults()));
+}
+
+TEST(SyncedDocOptInTest, CollectionForPathIsTheFirstThatContainsIt) {
+    EXPECT_EQ(SyncedDocOptIn::collection("notes/a.md", defaults()), std::nullopt);
+    EXPECT_EQ(SyncedDocOptIn::collection("questions/inbox.md", defaults()), defaults()[2]);
+
+    const std::vector<SyncedDocCollectionConfig> nested{
+        {"lists", "All lists", SyncedDocType::doc, false},
+        {"lists/active", "Household lists", SyncedDocType::checklist, true},
+    };
+    EXPECT_EQ(SyncedDocOptIn::collection("lists/active/a.md", nested), nested[0]);
+}
+
+// --- SyncedDocWellKnownPath --------------------------------------------------------------------
+
+TEST(SyncedDocWellKnownPathTest, FixedPaths) {
+    EXPECT_EQ(SyncedDocWellKnownPath::questionsInbox(), "questions/inbox.md");
+    EXPECT_EQ(SyncedDocWellKnownPath::closeStatus(), "status/close.md");
+    EXPECT_EQ(SyncedDocWellKnownPath::vaultIdentity(), "status/vault.md");
+}
+
+TEST(SyncedDocWellKnownPathTest, PerBooksPaths) {
+    EXPECT_EQ(SyncedDocWellKnownPath::closeStatus(std::nullopt), "status/close.md");
+    EXPECT_EQ(SyncedDocWellKnownPath::closeStatus(""), "status/close.md");
+    EXPECT_EQ(SyncedDocWellKnownPath::closeStatus("acme"), "status/close-acme.md");
+    EXPECT_EQ(SyncedDocWellKnownPath::ledger(std::nullopt), "status/ledger.md");
+    EXPECT_EQ(SyncedDocWellKnownPath::ledger(""), "status/ledger.md");
+    EXPECT_EQ(SyncedDocWellKnownPath::ledger("acme"), "status/ledger-acme.md");
+}
+
+} // namespace
+} // namespace mnemora::core
