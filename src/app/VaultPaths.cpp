@@ -1,0 +1,54 @@
+#include "app/VaultPaths.h"
+
+#include "app/Brand.h"
+#include "app/ConfigService.h"
+#include "platform/Paths.h"
+
+namespace mnemora::VaultPaths {
+
+QString cacheKey(const QString& vaultPath) {
+    QString key = vaultPath;
+    while (key.endsWith(QLatin1Char('/'))) {
+        key.chop(1);
+    }
+    key.replace(QLatin1Char('/'), QLatin1Char('_'));
+    return key;
+}
+
+QString sharedCacheFolder() {
+    return platform::Paths::cachesRoot() + QLatin1Char('/') + bundleIdentifier();
+}
+
+QString vaultCacheFolder(const QString& vaultPath) {
+    return sharedCacheFolder() + QStringLiteral("/vaults/") + cacheKey(vaultPath);
+}
+
+std::optional<QString> configuredVault(const QJsonObject& config) {
+    const QJsonValue value = config.value(QLatin1String("mnemora_path"));
+    if (!value.isString() || value.toString().isEmpty()) {
+        return std::nullopt;
+    }
+    return platform::Paths::expandTilde(value.toString());
+}
+
+QString daemonCacheFolder(const QString& cacheDirOverride, const ConfigService* config) {
+    if (!cacheDirOverride.isEmpty()) {
+        return cacheDirOverride;
+    }
+    if (config != nullptr) {
+        if (const auto vault = configuredVault(config->config())) {
+            return vaultCacheFolder(*vault);
+        }
+    }
+    return sharedCacheFolder();
+}
+
+QString daemonLogFile(const QString& logNameSuffix) {
+    const QString name = logNameSuffix.isEmpty()
+                             ? QStringLiteral("daemon.log")
+                             : QStringLiteral("daemon-") + logNameSuffix + QStringLiteral(".log");
+    return platform::Paths::logsRoot() + QLatin1Char('/') + bundleIdentifier() + QLatin1Char('/') +
+           name;
+}
+
+} // namespace mnemora::VaultPaths
