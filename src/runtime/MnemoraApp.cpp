@@ -5,6 +5,8 @@
 #include "app/DefaultsBootstrap.h"
 #include "app/Log.h"
 #include "app/UserDefaults.h"
+#include "daemon/DaemonProcess.h"
+#include "daemon/DaemonService.h"
 #include "runtime/AppDelegate.h"
 
 namespace mnemora {
@@ -12,9 +14,17 @@ namespace mnemora {
 MnemoraApp::MnemoraApp(QObject* parent)
     : QObject(parent)
     , appDelegate_(new AppDelegate(this))
+    , daemonService_(new DaemonService(this))
+    , daemonProcess_(new DaemonProcess(this))
     , config_(new ConfigService(this))
     , appState_(new AppStateStore(this))
-    , userDefaults_(std::make_unique<UserDefaults>()) {}
+    , userDefaults_(std::make_unique<UserDefaults>()) {
+    // With no window here, the log stands in for the status display of the primary daemon.
+    connect(daemonProcess_, &DaemonProcess::modeChanged, this, [this] {
+        Log::line(QStringLiteral("MnemoraApp"),
+                  QStringLiteral("daemon ") + daemonProcess_->mode().description());
+    });
+}
 
 MnemoraApp::~MnemoraApp() = default;
 
@@ -50,7 +60,10 @@ QCoro::Task<> MnemoraApp::startUp() {
     }
     markStep(QStringLiteral("configuration loaded"));
 
-    // 2. Wiring of the services that exist so far: nothing else holds a reference yet.
+    // 2. Wiring: services hold each other weakly, set here before any of them runs.
+    daemonService_->setConfig(config_);
+    daemonProcess_->setConfig(config_);
+    appDelegate_->setDaemon(daemonProcess_);
     markStep(QStringLiteral("services wired"));
 
     // 4. The onboarding overlay for a user who has not finished it.
@@ -58,6 +71,22 @@ QCoro::Task<> MnemoraApp::startUp() {
         appState_->setShowOnboarding(true);
     }
     markStep(QStringLiteral("onboarding flag read"));
+
+    // 5. The daemon: adopted or spawned. Returns after the port wait at most; a slow daemon is
+    // waited for in the background.
+    co_await daemonProcess_->start();
+    if (!self) {
+        co_return;
+    }
+    markStep(QStringLiteral("daemon: ") + daemonProcess_->mode().description());
+
+    // 8. Status polling, the first poll at once.
+    daemonService_->start();
+    markStep(QStringLiteral("status polling"));
+
+    // 9. The watchdog, over the polled status.
+    daemonProcess_->startWatchdog(daemonService_);
+    markStep(QStringLiteral("daemon watchdog"));
 
     // 12. First-run defaults from the daemon, once.
     co_await DefaultsBootstrap::run(config_);
