@@ -40,6 +40,20 @@ std::optional<QJsonObject> DaemonReply::jsonObject() const {
 
 namespace DaemonHttp {
 
+namespace {
+
+// The awaiting coroutine resumes inside the reply's `finished` emission, where deleting the reply
+// would pull it from under Qt's own code: it goes when control is back in the event loop.
+struct DeleteLater {
+    void operator()(QObject* object) const {
+        if (object != nullptr) {
+            object->deleteLater();
+        }
+    }
+};
+
+} // namespace
+
 std::optional<QUrl> baseUrl(std::optional<int> port) {
     if (!port || *port < 1 || *port > 65535) {
         return std::nullopt;
@@ -69,7 +83,7 @@ QCoro::Task<DaemonReply> send(QByteArray method, QUrl url, QByteArray body, QByt
         request.setHeader(QNetworkRequest::ContentTypeHeader, QString::fromLatin1(contentType));
     }
     QNetworkAccessManager& session = Network::shared();
-    std::unique_ptr<QNetworkReply> reply;
+    std::unique_ptr<QNetworkReply, DeleteLater> reply;
     if (method == "GET") {
         reply.reset(session.get(request));
     } else if (method == "POST") {

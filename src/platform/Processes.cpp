@@ -10,6 +10,20 @@
 
 namespace mnemora::platform::Processes {
 
+namespace {
+
+// The awaiting coroutine resumes inside the process's `finished` emission, where deleting the
+// QProcess would pull it from under Qt's own code: it goes when control is back in the event loop.
+struct DeleteLater {
+    void operator()(QObject* object) const {
+        if (object != nullptr) {
+            object->deleteLater();
+        }
+    }
+};
+
+} // namespace
+
 bool isAlive(qint32 pid) {
     return pid > 0 && ::kill(pid, 0) == 0;
 }
@@ -35,7 +49,7 @@ QList<qint32> parsePidList(const QByteArray& output) {
 }
 
 QCoro::Task<std::optional<QList<qint32>>> matchingCommandLine(QString pattern) {
-    auto process = std::make_unique<QProcess>();
+    std::unique_ptr<QProcess, DeleteLater> process(new QProcess());
     process->setStandardInputFile(QProcess::nullDevice());
     process->setStandardErrorFile(QProcess::nullDevice());
     const QStringList arguments{QLatin1String("-f"), pattern};
