@@ -79,23 +79,5 @@ TEST(CancellableLoop, StartingAgainOrDroppingTheHandleCancelsTheOldLoop) {
     EXPECT_EQ(replacement.passes, newPasses);
 }
 
-TEST(CancellableLoop, SurvivesTheTargetGoingAway) {
-    auto counter = std::make_unique<Counter>();
-    CancellableTask task;
-    CancellableLoop::start(task, 5ms, CancellableLoop::FirstPass::atOnce, passOn(*counter, 20ms));
-    counter.reset(); // mid-pass
-    test::runTask(QCoro::sleepFor(50ms));
-    EXPECT_TRUE(task.isActive()); // the loop only sleeps until its owner cancels it
-}
-
-TEST(CancelToken, CopiesShareTheFlag) {
-    CancelToken token;
-    const CancelToken copy = token;
-    EXPECT_FALSE(copy.isCancelled());
-    token.cancel();
-    EXPECT_TRUE(copy.isCancelled());
-    EXPECT_FALSE(CancelToken::never().isCancelled());
-}
-
 } // namespace
 } // namespace mnemora

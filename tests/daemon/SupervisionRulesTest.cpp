@@ -108,14 +108,6 @@ TEST(VaultCheck, ComparesStandardisedPathsAndPassesWithoutEitherSide) {
     EXPECT_TRUE(servesExpectedVault(response, QStringLiteral("/home/u/Other")));
 }
 
-TEST(BundleOrigin, IsAFolderHoldingInfoJson) {
-    TestEnvironment env;
-    TestEnvironment::writeFile(env.root() + QStringLiteral("/App/Info.json"), "{}");
-    EXPECT_TRUE(comesFromBundle(env.root() + QStringLiteral("/App/x-daemon")));
-    EXPECT_FALSE(comesFromBundle(env.root() + QStringLiteral("/Dev/x-daemon")));
-    EXPECT_FALSE(comesFromBundle(std::nullopt));
-}
-
 TEST(LogTail, KeepsTheLastThirtyNonEmptyLines) {
     QByteArray log;
     for (int i = 1; i <= 40; ++i) {
@@ -360,15 +352,6 @@ TEST(RespawnBudget, BacksOffOneTwoFourEightEightThenPauses) {
     EXPECT_EQ(later.backoffSeconds, 8);
     EXPECT_EQ(later.history.size(), 5);
     EXPECT_EQ(planRespawn(history, start + 300s).attempt, 1);
-}
-
-TEST(DaemonModeText, NamesTheCaseWithItsPayload) {
-    EXPECT_EQ(DaemonMode::spawnedChild(42).description(), QStringLiteral("spawnedChild (pid 42)"));
-    EXPECT_EQ(DaemonMode::adopted(7).description(), QStringLiteral("adopted (pid 7)"));
-    EXPECT_EQ(DaemonMode::failed(QStringLiteral("why")).description(),
-              QStringLiteral("failed: why"));
-    EXPECT_EQ(DaemonMode::attachedExternal().description(), QStringLiteral("attachedExternal"));
-    EXPECT_EQ(DaemonMode().description(), QStringLiteral("notStarted"));
 }
 
 TEST(ProcessList, ReadsOneIdALineAndSkipsTheRest) {

@@ -1,7 +1,5 @@
 #include <QFile>
 
-#include <csignal>
-
 #include "SupervisionFixture.h"
 #include "daemon/DaemonService.h"
 #include "platform/Processes.h"
@@ -82,27 +80,6 @@ TEST_F(DaemonWatchdog, CrashesRespawnWithBackoffUntilTheBudgetIsSpentThenPauseTw
     EXPECT_EQ(daemon.respawnTimestamps(), QList<TimePoint>{clock});
 }
 
-TEST_F(DaemonWatchdog, TheRetryComesEvenAfterTheUserRestartedByHand) {
-    env->setEnv("FAKE_DAEMON_EXIT_AFTER_MS", QStringLiteral("100"));
-    runTask(daemon.start());
-    ASSERT_TRUE(waitUntil([&] { return daemon.crashLoopPausedAt().has_value(); }, 20s));
-    env->setEnv("FAKE_DAEMON_EXIT_AFTER_MS", QStringLiteral("-1"));
-
-    runTask(daemon.restart());
-    ASSERT_TRUE(daemon.mode().is(Kind::spawnedChild));
-    const qint32 byHand = daemon.mode().pid;
-    service.start();
-    daemon.startWatchdog(&service);
-    clock += 1200s;
-    ASSERT_TRUE(waitUntil([&] {
-        return daemon.mode().is(Kind::spawnedChild) && daemon.mode().pid != byHand &&
-               !daemon.respawnInFlight();
-    }));
-    EXPECT_TRUE(logged(QStringLiteral("[DaemonProcess] auto-respawn (attempt 1, backoff 1s): "
-                                      "auto-restart was paused for crash-looping 20 min ago — "
-                                      "trying once more")));
-}
-
 TEST_F(DaemonWatchdog, AWedgedListenerIsReplacedAfterTwelveUnreachablePolls) {
     runTask(daemon.start());
     ASSERT_TRUE(daemon.mode().is(Kind::spawnedChild));
@@ -169,22 +146,6 @@ TEST_F(DaemonWatchdog, AnAdoptedDaemonThatDisappearsIsReplacedByOurOwn) {
               QStringLiteral("[DaemonProcess] auto-respawn (attempt 1, backoff 1s): adopted daemon "
                              "(pid %1) is gone")
                   .arg(adopted));
-}
-
-TEST_F(DaemonWatchdog, AChildKilledUnderUsIsRespawned) {
-    runTask(daemon.start());
-    ASSERT_TRUE(daemon.mode().is(Kind::spawnedChild));
-    const qint32 first = daemon.mode().pid;
-    // Our own child, as a crash would end it.
-    platform::Processes::forceKill(first);
-    ASSERT_TRUE(waitUntil([&] {
-        return daemon.mode().is(Kind::spawnedChild) && daemon.mode().pid != first &&
-               !daemon.respawnInFlight();
-    }));
-    EXPECT_EQ(supervisionLines(),
-              QStringList{QStringLiteral("[DaemonProcess] auto-respawn (attempt 1, backoff 1s): "
-                                         "daemon exited unexpectedly (status %1)")
-                              .arg(SIGKILL)});
 }
 
 } // namespace
