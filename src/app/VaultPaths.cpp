@@ -1,26 +1,18 @@
 #include "app/VaultPaths.h"
 
-#include <QJsonValue>
-
 #include "app/Brand.h"
 #include "app/ConfigService.h"
 #include "platform/Paths.h"
 
 namespace mnemora::VaultPaths {
 
-namespace {
-
-QString chopTrailingSlashes(QString path) {
-    while (path.endsWith(QLatin1Char('/'))) {
-        path.chop(1);
-    }
-    return path;
-}
-
-} // namespace
-
 QString cacheKey(const QString& vaultPath) {
-    return chopTrailingSlashes(vaultPath).replace(QLatin1Char('/'), QLatin1Char('_'));
+    QString key = vaultPath;
+    while (key.endsWith(QLatin1Char('/'))) {
+        key.chop(1);
+    }
+    key.replace(QLatin1Char('/'), QLatin1Char('_'));
+    return key;
 }
 
 QString sharedCacheFolder() {
@@ -31,28 +23,40 @@ QString vaultCacheFolder(const QString& vaultPath) {
     return sharedCacheFolder() + QStringLiteral("/vaults/") + cacheKey(vaultPath);
 }
 
-QString cacheFolder(const QString& cacheDirOverride, const ConfigService* config) {
+std::optional<QString> configuredVault(const QJsonObject& config) {
+    const QJsonValue value = config.value(QLatin1String("mnemora_path"));
+    if (!value.isString() || value.toString().isEmpty()) {
+        return std::nullopt;
+    }
+    return platform::Paths::expandTilde(value.toString());
+}
+
+QString daemonCacheFolder(const QString& cacheDirOverride, const ConfigService* config) {
     if (!cacheDirOverride.isEmpty()) {
         return cacheDirOverride;
     }
     if (config != nullptr) {
-        const QJsonValue path = config->config().value(QLatin1String("mnemora_path"));
-        if (path.isString() && !path.toString().isEmpty()) {
-            return vaultCacheFolder(config->vaultRoot());
+        if (const auto vault = configuredVault(config->config())) {
+            return vaultCacheFolder(*vault);
         }
     }
     return sharedCacheFolder();
 }
 
 QString daemonLogFile(const QString& logNameSuffix) {
-    const QString folder = platform::Paths::logsRoot() + QLatin1Char('/') + bundleIdentifier();
-    return logNameSuffix.isEmpty()
-               ? folder + QStringLiteral("/daemon.log")
-               : folder + QStringLiteral("/daemon-") + logNameSuffix + QStringLiteral(".log");
+    const QString name = logNameSuffix.isEmpty()
+                             ? QStringLiteral("daemon.log")
+                             : QStringLiteral("daemon-") + logNameSuffix + QStringLiteral(".log");
+    return platform::Paths::logsRoot() + QLatin1Char('/') + bundleIdentifier() + QLatin1Char('/') +
+           name;
 }
 
 QString vaultConfigFile(const QString& vaultPath) {
-    return chopTrailingSlashes(vaultPath) + QStringLiteral("/.mnemora/config.json");
+    QString root = vaultPath;
+    while (root.endsWith(QLatin1Char('/'))) {
+        root.chop(1);
+    }
+    return root + QStringLiteral("/.mnemora/config.json");
 }
 
 } // namespace mnemora::VaultPaths

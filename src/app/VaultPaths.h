@@ -1,30 +1,37 @@
 #pragma once
 
+#include <QJsonObject>
 #include <QString>
+
+#include <optional>
 
 namespace mnemora {
 
 class ConfigService;
 
-// Where a vault's machine-local files live: its cache folder (port file, index) and its daemon's
-// log. A vault's folders are named by its cache key, so every vault has its own.
+// Where a vault's daemon keeps its port file and index, and where its log goes. The daemon
+// computes the same places, so these rules are shared with it and never change.
 namespace VaultPaths {
 
-// The absolute path with all trailing "/" removed and every remaining "/" replaced by "_":
-// "/Users/x/Foo Bar/" gives "_Users_x_Foo Bar".
+// A vault's cache key: its absolute path with every trailing "/" removed and every other "/"
+// replaced by "_" ("/Users/x/Foo Bar/" gives "_Users_x_Foo Bar").
 QString cacheKey(const QString& vaultPath);
 
-// `{caches}/{bundleIdentifier}/`: the shared cache folder of a primary daemon without a vault.
+// `{caches}/{bundleIdentifier}`: the shared cache folder, for a primary daemon with no vault.
 QString sharedCacheFolder();
 
-// `{caches}/{bundleIdentifier}/vaults/{key}/`.
+// `{caches}/{bundleIdentifier}/vaults/{key}`.
 QString vaultCacheFolder(const QString& vaultPath);
 
-// The cache folder a service uses: its override, else the vault's when the configuration names
-// a vault (non-empty `mnemora_path`), else the shared one. `config` may be null.
-QString cacheFolder(const QString& cacheDirOverride, const ConfigService* config);
+// The vault a configuration names in `mnemora_path`, with "~" expanded; absent when the key is
+// missing, not a string or empty.
+std::optional<QString> configuredVault(const QJsonObject& config);
 
-// `{logs}/{bundleIdentifier}/daemon.log`, or `daemon-{suffix}.log` with a non-empty suffix.
+// The cache folder of a vault's daemon and index: the override if set, else the configured vault's
+// cache folder, else the shared one. `config` may be null.
+QString daemonCacheFolder(const QString& cacheDirOverride, const ConfigService* config);
+
+// `{logs}/{bundleIdentifier}/daemon.log`, or `daemon-{suffix}.log` for a vault runtime.
 QString daemonLogFile(const QString& logNameSuffix);
 
 // The four folders every vault holds.

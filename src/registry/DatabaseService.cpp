@@ -97,7 +97,7 @@ DatabaseService::DatabaseService(QObject* parent)
     : QObject(parent) {}
 
 QString DatabaseService::indexPath() const {
-    return VaultPaths::cacheFolder(cacheDirOverride_, config_) +
+    return VaultPaths::daemonCacheFolder(cacheDirOverride_, config_) +
            QStringLiteral("/registry_index.sqlite");
 }
 

@@ -18,6 +18,10 @@ void AppDelegate::applicationWillTerminate() {
     }
     terminated_ = true;
     Log::line(QStringLiteral("AppDelegate"), QStringLiteral("application will terminate"));
+    // A daemon we spawned goes with us; an adopted or external one outlives us by design.
+    if (daemon_) {
+        daemon_->stopBlocking();
+    }
     emit willTerminate();
 }
 

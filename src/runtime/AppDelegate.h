@@ -1,6 +1,9 @@
 #pragma once
 
 #include <QObject>
+#include <QPointer>
+
+#include "daemon/DaemonProcess.h"
 
 namespace mnemora {
 
@@ -22,11 +25,16 @@ public:
 
     bool hasTerminated() const { return terminated_; }
 
+    // The primary vault's daemon, stopped at termination if we spawned it.
+    DaemonProcess* daemon() const { return daemon_; }
+    void setDaemon(DaemonProcess* daemon) { daemon_ = daemon; }
+
 signals:
     void willTerminate();
 
 private:
     bool terminated_ = false;
+    QPointer<DaemonProcess> daemon_;
 };
 
 } // namespace mnemora

@@ -5,6 +5,8 @@
 #include "app/DefaultsBootstrap.h"
 #include "app/Log.h"
 #include "app/UserDefaults.h"
+#include "daemon/DaemonProcess.h"
+#include "daemon/DaemonService.h"
 #include "questions/QuestionService.h"
 #include "registry/DatabaseService.h"
 #include "runtime/AppDelegate.h"
@@ -14,11 +16,19 @@ namespace mnemora {
 MnemoraApp::MnemoraApp(QObject* parent)
     : QObject(parent)
     , appDelegate_(new AppDelegate(this))
+    , daemonService_(new DaemonService(this))
+    , daemonProcess_(new DaemonProcess(this))
     , config_(new ConfigService(this))
     , appState_(new AppStateStore(this))
     , userDefaults_(std::make_unique<UserDefaults>())
     , database_(new DatabaseService(this))
-    , questions_(new QuestionService(this)) {}
+    , questions_(new QuestionService(this)) {
+    // With no window here, the log stands in for the status display of the primary daemon.
+    connect(daemonProcess_, &DaemonProcess::modeChanged, this, [this] {
+        Log::line(QStringLiteral("MnemoraApp"),
+                  QStringLiteral("daemon ") + daemonProcess_->mode().description());
+    });
+}
 
 MnemoraApp::~MnemoraApp() = default;
 
@@ -54,8 +64,11 @@ QCoro::Task<> MnemoraApp::startUp() {
     }
     markStep(QStringLiteral("configuration loaded"));
 
-    // 2. Wiring of the services that exist so far.
+    // 2. Wiring: services hold each other weakly, set here before any of them runs.
     database_->setConfig(config_);
+    daemonService_->setConfig(config_);
+    daemonProcess_->setConfig(config_);
+    appDelegate_->setDaemon(daemonProcess_);
     markStep(QStringLiteral("services wired"));
 
     // 4. The onboarding overlay for a user who has not finished it.
@@ -64,12 +77,28 @@ QCoro::Task<> MnemoraApp::startUp() {
     }
     markStep(QStringLiteral("onboarding flag read"));
 
+    // 5. The daemon: adopted or spawned. Returns after the port wait at most; a slow daemon is
+    // waited for in the background.
+    co_await daemonProcess_->start();
+    if (!self) {
+        co_return;
+    }
+    markStep(QStringLiteral("daemon: ") + daemonProcess_->mode().description());
+
     // 7. The daemon's index; a missing one is normal until the daemon has built it.
     co_await database_->open();
     if (!self) {
         co_return;
     }
     markStep(QStringLiteral("index opened"));
+
+    // 8. Status polling, the first poll at once.
+    daemonService_->start();
+    markStep(QStringLiteral("status polling"));
+
+    // 9. The watchdog, over the polled status.
+    daemonProcess_->startWatchdog(daemonService_);
+    markStep(QStringLiteral("daemon watchdog"));
 
     // 10. The first load of the questions the screens list.
     co_await database_->loadOpenQuestions();

@@ -13,6 +13,8 @@ namespace mnemora {
 class AppDelegate;
 class AppStateStore;
 class ConfigService;
+class DaemonProcess;
+class DaemonService;
 class DatabaseService;
 class QuestionService;
 class UserDefaults;
@@ -32,6 +34,8 @@ public:
     ~MnemoraApp() override;
 
     AppDelegate& appDelegate() const { return *appDelegate_; }
+    DaemonService& daemonService() const { return *daemonService_; }
+    DaemonProcess& daemonProcess() const { return *daemonProcess_; }
     ConfigService& config() const { return *config_; }
     AppStateStore& appState() const { return *appState_; }
     UserDefaults& userDefaults() const { return *userDefaults_; }
@@ -62,6 +66,8 @@ private:
     void markStep(const QString& step);
 
     AppDelegate* appDelegate_ = nullptr;
+    DaemonService* daemonService_ = nullptr;
+    DaemonProcess* daemonProcess_ = nullptr;
     ConfigService* config_ = nullptr;
     AppStateStore* appState_ = nullptr;
     std::unique_ptr<UserDefaults> userDefaults_;

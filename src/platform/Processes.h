@@ -1,0 +1,29 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QString>
+
+#include <QCoroTask>
+
+#include <optional>
+
+namespace mnemora::platform::Processes {
+
+// Whether a process with this id exists and may be signalled by us (`kill(pid, 0)`).
+bool isAlive(qint32 pid);
+
+// SIGTERM; false when the signal could not be sent.
+bool terminate(qint32 pid);
+
+// SIGKILL; false when the signal could not be sent.
+bool forceKill(qint32 pid);
+
+// The ids of the processes whose whole command line matches `pattern`, from
+// `/usr/bin/pgrep -f`. Absent when pgrep could not be launched.
+QCoro::Task<std::optional<QList<qint32>>> matchingCommandLine(QString pattern);
+
+// pgrep's output: one id a line, trimmed; lines that are no 32-bit integer are skipped.
+QList<qint32> parsePidList(const QByteArray& output);
+
+} // namespace mnemora::platform::Processes
