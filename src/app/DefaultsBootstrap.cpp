@@ -4,13 +4,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
-#include <QNetworkRequest>
-
-#include <QCoroNetworkReply>
-
-#include <memory>
 
 #include "app/ConfigService.h"
 #include "app/Network.h"
@@ -55,29 +48,23 @@ QCoro::Task<Outcome> run(QPointer<ConfigService> config) {
         co_return Outcome::portUnreadable;
     }
 
-    QNetworkRequest request(
-        QUrl(QStringLiteral("http://127.0.0.1:%1/defaults/recommend").arg(*port)));
-    request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
-    request.setTransferTimeout(60'000);
     const QByteArray body = QJsonDocument(QJsonObject{{QStringLiteral("ram_gb"), ramGb},
                                                       {QStringLiteral("arch"), arch}})
                                 .toJson(QJsonDocument::Compact);
-    std::unique_ptr<QNetworkReply> reply(Network::shared().post(request, body));
-    co_await reply.get();
-
-    if (reply->error() != QNetworkReply::NoError &&
-        reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).isNull()) {
-        log(QStringLiteral("Failed to apply first-run defaults: ") + reply->errorString());
+    const HttpReply reply = co_await Network::send(
+        "POST", QUrl(QStringLiteral("http://127.0.0.1:%1/defaults/recommend").arg(*port)), body,
+        "application/json", std::chrono::seconds(60));
+    if (reply.transportError) {
+        log(QStringLiteral("Failed to apply first-run defaults: ") + *reply.transportError);
         co_return Outcome::requestFailed;
     }
-    const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     QJsonParseError parseError{};
-    const QJsonDocument document = QJsonDocument::fromJson(reply->readAll(), &parseError);
+    const QJsonDocument document = QJsonDocument::fromJson(reply.body, &parseError);
     if (parseError.error != QJsonParseError::NoError) {
         log(QStringLiteral("Failed to apply first-run defaults: ") + parseError.errorString());
         co_return Outcome::requestFailed;
     }
-    if (status != 200 || !document.isObject()) {
+    if (reply.httpStatus != 200 || !document.isObject()) {
         log(QStringLiteral("Daemon /defaults/recommend returned non-200"));
         co_return Outcome::rejected;
     }
