@@ -1,6 +1,7 @@
 #include "runtime/AppDelegate.h"
 
 #include "app/Log.h"
+#include "runtime/VaultManager.h"
 
 namespace mnemora {
 
@@ -21,6 +22,10 @@ void AppDelegate::applicationWillTerminate() {
     // A daemon we spawned goes with us; an adopted or external one outlives us by design.
     if (daemon_) {
         daemon_->stopBlocking();
+    }
+    // Then the vault windows' daemons, by the same rule.
+    if (VaultManager* vaults = VaultManager::existing()) {
+        vaults->shutdownAll();
     }
     emit willTerminate();
 }

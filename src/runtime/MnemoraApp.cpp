@@ -10,6 +10,7 @@
 #include "questions/QuestionService.h"
 #include "registry/DatabaseService.h"
 #include "runtime/AppDelegate.h"
+#include "runtime/VaultWindowModel.h"
 
 namespace mnemora {
 
@@ -50,6 +51,8 @@ void MnemoraApp::launch() {
         return;
     }
     launched_ = true;
+    // The primary window's start-up is this task: from now on no vault window needs to open it.
+    VaultWindowModel::markMainAppeared();
     appDelegate_->applicationDidFinishLaunching();
     startUp();
 }

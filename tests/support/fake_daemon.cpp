@@ -2,7 +2,9 @@
 // `GET /status` on 127.0.0.1 and publishes its port the way the daemon does. Everything it does
 // differently is chosen by the environment, so a supervisor can spawn it unchanged:
 //
-//   FAKE_DAEMON_PORT_FILE      where to write the port (no port file without it)
+//   FAKE_DAEMON_PORT_FILE      where to write the port; without it, a daemon given a vault's
+//                              configuration folder (MN_CONFIG_DIR) writes it where the real
+//                              daemon does, in that vault's cache folder, and reports the vault
 //   FAKE_DAEMON_PORT_DELAY_MS  wait before writing it; negative: never write it
 //   FAKE_DAEMON_EXIT_AFTER_MS  exit this long after starting...
 //   FAKE_DAEMON_EXIT_STATUS    ...with this status (default 0)
@@ -52,6 +54,37 @@ void say(FILE* stream, const QString& line) {
     std::fflush(stream);
 }
 
+// The vault named by the configuration in MN_CONFIG_DIR, as the real daemon reads it.
+QString configuredVault() {
+    const QString folder = env("MN_CONFIG_DIR");
+    QFile config(folder + QStringLiteral("/config.json"));
+    if (folder.isEmpty() || !config.open(QIODevice::ReadOnly)) {
+        return {};
+    }
+    QString vault =
+        QJsonDocument::fromJson(config.readAll()).object().value("mnemora_path").toString();
+    if (vault.isEmpty()) {
+        // A vault's configuration sits in `{vault}/.mnemora/`.
+        vault = QFileInfo(folder).absolutePath();
+    }
+    return vault;
+}
+
+// `{caches}/{bundle id}/vaults/{key}/daemon.port` for a vault.
+QString vaultPortFile(const QString& vault) {
+    QString cache = env("XDG_CACHE_HOME");
+    if (cache.isEmpty()) {
+        cache = env("HOME") + QStringLiteral("/.cache");
+    }
+    QString key = vault;
+    while (key.endsWith(QLatin1Char('/'))) {
+        key.chop(1);
+    }
+    key.replace(QLatin1Char('/'), QLatin1Char('_'));
+    return cache + QLatin1Char('/') + env("MNEMORA_BUNDLE_ID") + QStringLiteral("/vaults/") + key +
+           QStringLiteral("/daemon.port");
+}
+
 QJsonObject statusBody(const QString& binaryPath) {
     QJsonObject body{
         {QStringLiteral("pid"), static_cast<qint64>(::getpid())},
@@ -63,6 +96,9 @@ QJsonObject statusBody(const QString& binaryPath) {
         {QStringLiteral("processing_active"), false},
         {QStringLiteral("transcription_active"), false},
     };
+    if (const QString vault = configuredVault(); !vault.isEmpty()) {
+        body.insert(QStringLiteral("vault_path"), vault);
+    }
     QFile overrides(env("FAKE_DAEMON_STATUS_FILE"));
     if (!overrides.fileName().isEmpty() && overrides.open(QIODevice::ReadOnly)) {
         const QJsonObject chosen = QJsonDocument::fromJson(overrides.readAll()).object();
@@ -148,7 +184,10 @@ int main(int argc, char** argv) {
         }
     });
 
-    const QString portFile = env("FAKE_DAEMON_PORT_FILE");
+    QString portFile = env("FAKE_DAEMON_PORT_FILE");
+    if (portFile.isEmpty() && !configuredVault().isEmpty()) {
+        portFile = vaultPortFile(configuredVault());
+    }
     const int portDelay = envInt("FAKE_DAEMON_PORT_DELAY_MS", 0);
     if (!portFile.isEmpty() && portDelay >= 0) {
         QTimer::singleShot(portDelay, &app, [&] {

@@ -1,0 +1,161 @@
+#include <gtest/gtest.h>
+
+#include <QFile>
+
+#include "app/AppStateStore.h"
+#include "app/ConfigService.h"
+#include "app/VaultPaths.h"
+#include "daemon/DaemonProcess.h"
+#include "daemon/SupervisionFixture.h"
+#include "registry/DatabaseService.h"
+#include "runtime/VaultManager.h"
+#include "runtime/VaultRuntime.h"
+#include "runtime/VaultWindowModel.h"
+#include "support/EventLoop.h"
+#include "support/StdoutCapture.h"
+
+using namespace mnemora;
+using namespace std::chrono_literals;
+
+namespace {
+
+// Vaults with their own configuration, opened against the fake daemon of the fixture's bundle.
+class VaultRuntimeTest : public test::SupervisionTest {
+protected:
+    void SetUp() override {
+        SupervisionTest::SetUp();
+        // Each vault daemon writes its port in its vault's cache folder, as the real one does.
+        env->setEnv("FAKE_DAEMON_PORT_FILE", QString());
+    }
+    void TearDown() override {
+        manager.shutdownAll();
+        SupervisionTest::TearDown();
+    }
+
+    QString makeVault(const QString& name) {
+        const QString vault = env->home() + QLatin1Char('/') + name;
+        test::TestEnvironment::writeFile(VaultPaths::vaultConfigFile(vault),
+                                         "{\"mnemora_path\": \"" + vault.toUtf8() + "\"}");
+        return vault;
+    }
+
+    VaultRuntime& prepared(const QString& vault) {
+        VaultRuntime& runtime = manager.runtime(vault);
+        configure(runtime.daemonProcess());
+        return runtime;
+    }
+
+    static qint32 pidOf(const DaemonProcess& process) { return process.mode().pid; }
+
+    VaultManager manager;
+};
+
+} // namespace
+
+TEST_F(VaultRuntimeTest, OnePathOneRuntimeAndThePathIsTakenAsGiven) {
+    VaultRuntime& first = manager.runtime("/srv/b");
+    EXPECT_EQ(&manager.runtime("/srv/b"), &first);
+    VaultRuntime& slashed = manager.runtime("/srv/b/");
+    EXPECT_NE(&slashed, &first);
+    manager.runtime("/srv/a");
+    EXPECT_EQ(manager.openVaults(), (QStringList{"/srv/a", "/srv/b", "/srv/b/"}));
+
+    // Two runtimes, one cache folder; each reads its own vault's files, never the primary's.
+    EXPECT_EQ(first.database().indexPath(), slashed.database().indexPath());
+    EXPECT_EQ(first.database().indexPath(),
+              VaultPaths::vaultCacheFolder("/srv/b") + "/registry_index.sqlite");
+    EXPECT_EQ(first.config().fileURL(), "/srv/b/.mnemora/config.json");
+    EXPECT_FALSE(first.started());
+}
+
+TEST_F(VaultRuntimeTest, AReopenedWindowFindsItsVaultStartedAndItsDaemonUntouched) {
+    const QString vault = makeVault("Books");
+    prepared(vault);
+
+    VaultWindowModel window(manager, vault);
+    EXPECT_EQ(window.statusText(), "Opening vault…");
+    EXPECT_EQ(window.windowTag(), "tallo.window.vault:" + vault);
+    test::runTask(window.appear(10s));
+    ASSERT_TRUE(window.started());
+    EXPECT_EQ(window.statusText(), "");
+    VaultRuntime& runtime = *window.runtime();
+    ASSERT_EQ(runtime.daemonProcess().mode().word(), "spawnedChild");
+    const qint32 pid = pidOf(runtime.daemonProcess());
+    EXPECT_TRUE(runtime.daemonIsRunning());
+    EXPECT_TRUE(QFile::exists(VaultPaths::vaultCacheFolder(vault) + "/daemon.port"));
+    // The daemon's log is the vault's own.
+    EXPECT_TRUE(QFile::exists(VaultPaths::daemonLogFile(VaultPaths::cacheKey(vault))));
+
+    VaultWindowModel reopened(manager, vault);
+    test::runTask(reopened.appear(10s));
+    EXPECT_EQ(reopened.runtime(), &runtime);
+    EXPECT_EQ(pidOf(runtime.daemonProcess()), pid);
+}
+
+TEST_F(VaultRuntimeTest, ReviveRestartsOnlyADeadDaemon) {
+    const QString vault = makeVault("Shop");
+    VaultRuntime& runtime = prepared(vault);
+    test::runTask(runtime.start());
+    const qint32 pid = pidOf(runtime.daemonProcess());
+    ASSERT_NE(pid, 0);
+
+    test::StdoutCapture output;
+    test::runTask(runtime.reviveIfNeeded());
+    EXPECT_EQ(pidOf(runtime.daemonProcess()), pid);
+    EXPECT_FALSE(output.text().contains("restarting the vault"));
+
+    test::runTask(runtime.daemonProcess().stop());
+    ASSERT_FALSE(runtime.daemonIsRunning());
+    test::runTask(runtime.reviveIfNeeded());
+    EXPECT_TRUE(output.text().contains(
+        "[VaultRuntime] Shop: no daemon (mode: notStarted) — restarting the vault\n"))
+        << output.text().toStdString();
+    EXPECT_TRUE(runtime.started());
+    EXPECT_TRUE(runtime.daemonIsRunning());
+    EXPECT_NE(pidOf(runtime.daemonProcess()), pid);
+}
+
+TEST_F(VaultRuntimeTest, ShutdownStopsSpawnedDaemonsAndLeavesAdoptedOnes) {
+    const QString spawnedVault = makeVault("Spawned");
+    const QString adoptedVault = makeVault("Adopted");
+    // A daemon an earlier run left behind for the second vault.
+    QProcess* leftover = launchExisting(
+        inAppBinary,
+        {{"MN_CONFIG_DIR", adoptedVault + "/.mnemora"}, {"MNEMORA_BUNDLE_ID", "ai.mnemora"}},
+        false);
+    ASSERT_TRUE(test::waitUntil([&] {
+        return QFile::exists(VaultPaths::vaultCacheFolder(adoptedVault) + "/daemon.port");
+    }));
+
+    VaultRuntime& spawned = prepared(spawnedVault);
+    VaultRuntime& adopted = prepared(adoptedVault);
+    test::runTask(spawned.start());
+    test::runTask(adopted.start());
+    ASSERT_EQ(spawned.daemonProcess().mode().word(), "spawnedChild");
+    ASSERT_EQ(adopted.daemonProcess().mode().word(), "adopted");
+    const qint32 spawnedPid = pidOf(spawned.daemonProcess());
+
+    manager.shutdownAll();
+    EXPECT_FALSE(spawned.daemonProcess().childRunning());
+    EXPECT_NE(::kill(spawnedPid, 0), 0);
+    EXPECT_EQ(leftover->state(), QProcess::Running);
+}
+
+TEST_F(VaultRuntimeTest, AVaultWindowAloneOpensThePrimaryWindowAfterItsGrace) {
+    VaultWindowModel::resetMainAppearedForTesting();
+    const QString vault = makeVault("Alone");
+    prepared(vault);
+    VaultWindowModel window(manager, vault);
+    test::runTask(window.appear(20ms));
+    AppStateStore& state = manager.runtime(vault).appState();
+    ASSERT_TRUE(test::waitUntil([&] { return state.pendingOpenWindow().has_value(); }));
+    EXPECT_EQ(state.pendingOpenWindow(), (OpenWindowRequest{"main", std::nullopt}));
+
+    state.setPendingOpenWindow(std::nullopt);
+    VaultWindowModel::markMainAppeared();
+    VaultWindowModel again(manager, vault);
+    test::runTask(again.appear(20ms));
+    runFor(100ms);
+    EXPECT_FALSE(state.pendingOpenWindow().has_value());
+    EXPECT_EQ(VaultWindowModel::primaryWindowTag(), "tallo.window.primary");
+}
