@@ -56,14 +56,11 @@ TEST(MarkdownCodecFile, SplitsOnLineFeedsOnly) {
     }
     EXPECT_EQ(positions, (std::vector<std::string>{"i", "ii", "iii", "iiii", "iiiii"}));
     EXPECT_NE(blocks[2].id, blocks[4].id);
-}
 
-TEST(MarkdownCodecFile, EmptyTextIsOneEmptyTextBlock) {
-    const std::vector<Block> blocks = codec::parse("");
-    ASSERT_EQ(blocks.size(), 1u);
-    EXPECT_EQ(blocks[0].kind, BlockKind::text);
-    EXPECT_EQ(blocks[0].text, "");
-    EXPECT_EQ(blocks[0].position.key, "i");
+    const std::vector<Block> empty = codec::parse("");
+    ASSERT_EQ(empty.size(), 1u);
+    EXPECT_EQ(empty[0].contentKey(), Block::ContentKey{});
+    EXPECT_EQ(empty[0].position.key, "i");
 }
 
 TEST(MarkdownCodecFile, SerializeOrdersByPositionAndKeepsTiesInGivenOrder) {
