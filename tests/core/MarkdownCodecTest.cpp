@@ -381,15 +381,6 @@ TEST(MarkdownCodecPreview, CutsAfter80UserPerceivedCharacters) {
     EXPECT_EQ(codec::linePreview(invalid), invalid.substr(0, 80) + "…");
 }
 
-TEST(MarkdownCodecPreview, LongDegradedLineIsPreviewed) {
-    const std::string line = "? " + std::string(198, 'q');
-    Degradations degradations;
-    codec::parse(line + " :: text", degradations);
-    ASSERT_EQ(degradations.size(), 1u);
-    EXPECT_EQ(degradations[0].reason, "expected one of [8, 11, 12, 15, 16] tokens, got 1");
-    EXPECT_EQ(degradations[0].linePreview, line.substr(0, 80) + "…");
-}
-
 TEST(MarkdownCodecRoundTrip, ListedCases) {
     const std::string longLine(100'000, 'L');
     const std::vector<std::string> texts = {
