@@ -44,14 +44,6 @@ TEST(BlockIDTest, ForkedChildMintsOtherIdentifiersThanItsParent) {
     EXPECT_NE(before, parent);
 }
 
-TEST(BlockIDTest, WrapsAGivenStringAndComparesByIt) {
-    const BlockID id("record-7");
-    EXPECT_EQ(id.rawValue, "record-7");
-    EXPECT_EQ(id.description(), "record-7");
-    EXPECT_EQ(id, BlockID("record-7"));
-    EXPECT_NE(id, BlockID("Record-7"));
-}
-
 TEST(WireWordTest, EnumerationsUseTheirCaseNames) {
     EXPECT_EQ(wireWord(BlockKind::closeStatus), "closeStatus");
     EXPECT_EQ(wireWord(BlockKind::ledgerRow), "ledgerRow");
@@ -165,30 +157,12 @@ TEST(BlockContentTest, EveryContentFieldTakesPart) {
     }
 }
 
-TEST(BlockContentTest, HashesAgreeWithTheContentKey) {
-    Block block = questionBlock();
-    block.countDone = -3;
-    block.checked = true;
-    const Block::ContentKey key = block.contentKey();
-    EXPECT_EQ(block.contentHash(), std::hash<Block::ContentKey>{}(key));
-    EXPECT_EQ(key.text, block.text);
-    EXPECT_EQ(key.countDone, block.countDone);
-
-    std::unordered_set<Block::ContentKey> keys{key};
-    Block moved = block;
-    moved.id = BlockID();
-    EXPECT_TRUE(keys.contains(moved.contentKey()));
-    EXPECT_EQ(std::hash<Block>{}(block), std::hash<Block>{}(Block(block)));
-}
-
 TEST(BlockContentTest, OmittedFieldsAreAbsentAndOmittedIdentityIsFresh) {
     const Block a{.kind = BlockKind::heading, .level = 1, .text = "March"};
     const Block b{.kind = BlockKind::heading, .level = 1, .text = "March"};
     EXPECT_NE(a.id, b.id);
     EXPECT_EQ(a.contentKey(),
               (Block::ContentKey{.kind = BlockKind::heading, .level = 1, .text = "March"}));
-    EXPECT_FALSE(a.checked.has_value());
-    EXPECT_FALSE(a.ledgerState.has_value());
 }
 
 } // namespace

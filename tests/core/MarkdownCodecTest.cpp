@@ -56,14 +56,11 @@ TEST(MarkdownCodecFile, SplitsOnLineFeedsOnly) {
     }
     EXPECT_EQ(positions, (std::vector<std::string>{"i", "ii", "iii", "iiii", "iiiii"}));
     EXPECT_NE(blocks[2].id, blocks[4].id);
-}
 
-TEST(MarkdownCodecFile, EmptyTextIsOneEmptyTextBlock) {
-    const std::vector<Block> blocks = codec::parse("");
-    ASSERT_EQ(blocks.size(), 1u);
-    EXPECT_EQ(blocks[0].kind, BlockKind::text);
-    EXPECT_EQ(blocks[0].text, "");
-    EXPECT_EQ(blocks[0].position.key, "i");
+    const std::vector<Block> empty = codec::parse("");
+    ASSERT_EQ(empty.size(), 1u);
+    EXPECT_EQ(empty[0].contentKey(), Block::ContentKey{});
+    EXPECT_EQ(empty[0].position.key, "i");
 }
 
 TEST(MarkdownCodecFile, SerializeOrdersByPositionAndKeepsTiesInGivenOrder) {
@@ -95,63 +92,43 @@ TEST(MarkdownCodecFile, DegradationsAreAppendedInLineOrder) {
                                                    "◈ a b :: Harbour"}));
 }
 
-TEST(MarkdownCodecHeading, ReadsOneToSixHashesAndABlank) {
-    Block block = parseLine("## March");
-    EXPECT_EQ(block.kind, BlockKind::heading);
-    EXPECT_EQ(block.level, 2);
-    EXPECT_EQ(block.text, "March");
-    EXPECT_EQ(block.contentKey(),
-              (Block::ContentKey{.kind = BlockKind::heading, .level = 2, .text = "March"}));
-
-    block = parseLine("# ");
-    EXPECT_EQ(block.kind, BlockKind::heading);
-    EXPECT_EQ(block.level, 1);
-    EXPECT_EQ(block.text, "");
-
-    block = parseLine("######  six");
-    EXPECT_EQ(block.level, 6);
-    EXPECT_EQ(block.text, " six");
-}
-
-TEST(MarkdownCodecHeading, OtherHashLinesAreText) {
-    for (const char* line : {"#######  x", "#x", "#", " # x", "##"}) {
+TEST(MarkdownCodecLine, HeadingsAndItemsReadAndWriteBack) {
+    using Key = Block::ContentKey;
+    const std::vector<std::pair<std::string, Key>> cases = {
+        {"## March", {.kind = BlockKind::heading, .level = 2, .text = "March"}},
+        {"# ", {.kind = BlockKind::heading, .level = 1}},
+        {"######  six", {.kind = BlockKind::heading, .level = 6, .text = " six"}},
+        {"- [x] Send the bank statement",
+         {.kind = BlockKind::item, .text = "Send the bank statement", .checked = true}},
+        {"- [ ] ", {.kind = BlockKind::item, .checked = false}},
+    };
+    for (const auto& [line, key] : cases) {
         const Block block = parseLine(line);
-        EXPECT_EQ(block.kind, BlockKind::text) << line;
-        EXPECT_EQ(block.level, 0) << line;
-        EXPECT_EQ(block.text, line);
+        EXPECT_EQ(block.contentKey(), key) << line;
+        EXPECT_EQ(codec::serializeLine(block), line);
     }
 }
 
-TEST(MarkdownCodecHeading, WritesAtLeastOneHash) {
-    EXPECT_EQ(codec::serializeLine({.kind = BlockKind::heading, .level = 0, .text = "x"}), "# x");
-    EXPECT_EQ(codec::serializeLine({.kind = BlockKind::heading, .level = -3, .text = ""}), "# ");
-    EXPECT_EQ(codec::serializeLine({.kind = BlockKind::heading, .level = 3, .text = "x"}), "### x");
-}
-
-TEST(MarkdownCodecItem, ReadsTickedAndOpenBoxes) {
-    Block block = parseLine("- [x] Send the bank statement");
-    EXPECT_EQ(block.kind, BlockKind::item);
-    EXPECT_EQ(block.checked, true);
-    EXPECT_EQ(block.text, "Send the bank statement");
-
-    block = parseLine("- [ ] ");
-    EXPECT_EQ(block.kind, BlockKind::item);
-    EXPECT_EQ(block.checked, false);
-    EXPECT_EQ(block.text, "");
-}
-
-TEST(MarkdownCodecItem, NearMissesAreText) {
-    for (const char* line : {"- [ ]", "- [X] a", "-  [ ] a", "- [x]a", "- [xx] a", "* [ ] a"}) {
-        EXPECT_EQ(parseLine(line).kind, BlockKind::text) << line;
+TEST(MarkdownCodecLine, NearMissesAndMarkersWithoutTheirBlankAreTextWithoutDegradation) {
+    for (const char* line :
+         {"#######  x", "#x", "#", " # x", "##", "- [ ]", "- [X] a", "-  [ ] a", "- [x]a",
+          "- [xx] a", "* [ ] a", "?open - - - - - - - :: Q", "§2026 :: x", "▸:: x", "◈", "?", "",
+          "Just a sentence :: with a separator"}) {
+        EXPECT_EQ(parseLine(line).contentKey(), (Block::ContentKey{.text = line})) << line;
     }
 }
 
-TEST(MarkdownCodecItem, AbsentCheckedWritesAnOpenBox) {
-    EXPECT_EQ(codec::serializeLine({.kind = BlockKind::item, .text = "a"}), "- [ ] a");
-    EXPECT_EQ(codec::serializeLine({.kind = BlockKind::item, .text = "a", .checked = false}),
-              "- [ ] a");
-    EXPECT_EQ(codec::serializeLine({.kind = BlockKind::item, .text = "a", .checked = true}),
-              "- [x] a");
+TEST(MarkdownCodecLine, WriterClampsHeadingLevelsAndOpensAbsentBoxes) {
+    const std::vector<std::pair<Block, std::string>> cases = {
+        {{.kind = BlockKind::heading, .level = 0, .text = "x"}, "# x"},
+        {{.kind = BlockKind::heading, .level = -3, .text = ""}, "# "},
+        {{.kind = BlockKind::heading, .level = 3, .text = "x"}, "### x"},
+        {{.kind = BlockKind::item, .text = "a"}, "- [ ] a"},
+        {{.kind = BlockKind::item, .text = "a", .checked = true}, "- [x] a"},
+    };
+    for (const auto& [block, line] : cases) {
+        EXPECT_EQ(codec::serializeLine(block), line);
+    }
 }
 
 TEST(MarkdownCodecToken, EncodesAbsentEmptyDashAndEscapes) {
@@ -382,15 +359,6 @@ TEST(MarkdownCodecLedgerRow, Degradations) {
                    "unknown ledger state 'found ' — probably written by a newer build");
 }
 
-TEST(MarkdownCodecText, MarkersWithoutTheirBlankAreText) {
-    Degradations degradations;
-    for (const char* line : {"?open - - - - - - - :: Q", "§2026 :: x", "▸:: x", "◈", "?", "",
-                             "Just a sentence :: with a separator"}) {
-        EXPECT_EQ(parseLine(line, degradations).kind, BlockKind::text) << line;
-    }
-    EXPECT_TRUE(degradations.empty());
-}
-
 TEST(MarkdownCodecPreview, CutsAfter80UserPerceivedCharacters) {
     EXPECT_EQ(codec::linePreview(std::string(80, 'a')), std::string(80, 'a'));
     EXPECT_EQ(codec::linePreview(std::string(81, 'a')), std::string(80, 'a') + "…");
@@ -411,15 +379,6 @@ TEST(MarkdownCodecPreview, CutsAfter80UserPerceivedCharacters) {
     // Bytes that are no UTF-8 count one each and are kept.
     const std::string invalid = std::string(40, '\xFF') + std::string(41, 'b');
     EXPECT_EQ(codec::linePreview(invalid), invalid.substr(0, 80) + "…");
-}
-
-TEST(MarkdownCodecPreview, LongDegradedLineIsPreviewed) {
-    const std::string line = "? " + std::string(198, 'q');
-    Degradations degradations;
-    codec::parse(line + " :: text", degradations);
-    ASSERT_EQ(degradations.size(), 1u);
-    EXPECT_EQ(degradations[0].reason, "expected one of [8, 11, 12, 15, 16] tokens, got 1");
-    EXPECT_EQ(degradations[0].linePreview, line.substr(0, 80) + "…");
 }
 
 TEST(MarkdownCodecRoundTrip, ListedCases) {

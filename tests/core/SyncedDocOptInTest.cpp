@@ -73,19 +73,17 @@ TEST(SyncedDocOptInTest, CollectionForPathIsTheFirstThatContainsIt) {
 
 // --- SyncedDocWellKnownPath --------------------------------------------------------------------
 
-TEST(SyncedDocWellKnownPathTest, FixedPaths) {
-    EXPECT_EQ(SyncedDocWellKnownPath::questionsInbox(), "questions/inbox.md");
-    EXPECT_EQ(SyncedDocWellKnownPath::closeStatus(), "status/close.md");
-    EXPECT_EQ(SyncedDocWellKnownPath::vaultIdentity(), "status/vault.md");
-}
-
-TEST(SyncedDocWellKnownPathTest, PerBooksPaths) {
-    EXPECT_EQ(SyncedDocWellKnownPath::closeStatus(std::nullopt), "status/close.md");
-    EXPECT_EQ(SyncedDocWellKnownPath::closeStatus(""), "status/close.md");
-    EXPECT_EQ(SyncedDocWellKnownPath::closeStatus("acme"), "status/close-acme.md");
-    EXPECT_EQ(SyncedDocWellKnownPath::ledger(std::nullopt), "status/ledger.md");
-    EXPECT_EQ(SyncedDocWellKnownPath::ledger(""), "status/ledger.md");
-    EXPECT_EQ(SyncedDocWellKnownPath::ledger("acme"), "status/ledger-acme.md");
+TEST(SyncedDocWellKnownPathTest, FixedAndPerBooksPaths) {
+    namespace P = SyncedDocWellKnownPath;
+    EXPECT_EQ(P::questionsInbox(), "questions/inbox.md");
+    EXPECT_EQ(P::vaultIdentity(), "status/vault.md");
+    EXPECT_EQ(P::closeStatus(), "status/close.md");
+    for (const std::optional<std::string>& books : {std::optional<std::string>(), {""}}) {
+        EXPECT_EQ(P::closeStatus(books), "status/close.md");
+        EXPECT_EQ(P::ledger(books), "status/ledger.md");
+    }
+    EXPECT_EQ(P::closeStatus("acme"), "status/close-acme.md");
+    EXPECT_EQ(P::ledger("acme"), "status/ledger-acme.md");
 }
 
 } // namespace

@@ -96,7 +96,6 @@ TEST_F(QuestionFiles, AnAnswerSetsTheKeysAndAppendsItsSectionRightAfterTheClosin
     // The value reads back with its quotes dropped and its escapes as written.
     EXPECT_EQ(QuestionService::frontmatterValue(question.filePath, "answer"),
               R"(We sell \"tiles\" from C:\\shop)");
-    EXPECT_EQ(QuestionService::frontmatterValue(question.filePath, "status"), "answered");
 
     // A second answer replaces the lines where they stand and adds a second section.
     now = now.addSecs(60);

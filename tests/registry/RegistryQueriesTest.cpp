@@ -27,6 +27,35 @@ QDateTime at(qint64 secs) {
     return QDateTime::fromSecsSinceEpoch(secs, QTimeZone::utc());
 }
 
+using Values = std::vector<QVariant>;
+
+// Inserts one row per entry of `rows` into `table`, its values in the order of `columns`; a null
+// QVariant writes NULL.
+void insert(RegistryIndex& index, const std::string& table, const std::string& columns,
+            const std::vector<Values>& rows) {
+    for (const Values& row : rows) {
+        std::string marks = "?";
+        for (std::size_t k = 1; k < row.size(); ++k) {
+            marks += ", ?";
+        }
+        SQLite::Statement statement(index.db(), "INSERT INTO " + table + " (" + columns +
+                                                    ") VALUES (" + marks + ")");
+        int column = 1;
+        for (const QVariant& value : row) {
+            if (value.isNull()) {
+                statement.bind(column++);
+            } else if (value.typeId() == QMetaType::Int || value.typeId() == QMetaType::LongLong) {
+                statement.bind(column++, static_cast<int64_t>(value.toLongLong()));
+            } else if (value.typeId() == QMetaType::Double) {
+                statement.bind(column++, value.toDouble());
+            } else {
+                statement.bind(column++, value.toString().toStdString());
+            }
+        }
+        statement.exec();
+    }
+}
+
 QStringList pathsOf(const QList<RegistryItem>& items) {
     QStringList paths;
     for (const RegistryItem& item : items) {
@@ -66,15 +95,12 @@ struct RegistryQueries : ::testing::Test {
 } // namespace
 
 TEST_F(RegistryQueries, ItemsOfATypeComeNewestFirstWithUndatedRowsLastAndDecodeEveryColumn) {
-    index->item({{"file_path", "a.jpg"}, {"item_type", "photo"}, {"captured_at", 100}});
-    index->item(
-        {{"file_path", "undated.jpg"}, {"item_type", "photo"}, {"captured_at", QVariant()}});
-    index->item({{"file_path", "c.jpg"}, {"item_type", "photo"}, {"captured_at", 300}});
-    index->item({{"file_path", "memo.m4a"}, {"item_type", "voice_memo"}, {"captured_at", 999}});
-    index->item({{"file_path", "other.jpg"},
-                 {"item_type", "photo"},
-                 {"captured_at", 200},
-                 {"identity_id", "p2"}});
+    insert(*index, "registry_items", "file_path, item_type, captured_at, identity_id",
+           {{"a.jpg", "photo", 100, {}},
+            {"undated.jpg", "photo", {}, {}},
+            {"c.jpg", "photo", 300, {}},
+            {"memo.m4a", "voice_memo", 999, {}},
+            {"other.jpg", "photo", 200, "p2"}});
 
     EXPECT_EQ(pathsOf(runTask(database.fetchItems("photo", IdentityScope::all(), 10))),
               (QStringList{"c.jpg", "other.jpg", "a.jpg", "undated.jpg"}));
@@ -147,14 +173,12 @@ TEST_F(RegistryQueries, ItemsOfATypeComeNewestFirstWithUndatedRowsLastAndDecodeE
 }
 
 TEST_F(RegistryQueries, ItemsOfAPlaceMatchNameOrTownIgnoringCase) {
-    index->item({{"file_path", "1"}, {"location_name", "Café Blau"}, {"captured_at", 10}});
-    index->item({{"file_path", "2"}, {"locality", "LISBON"}, {"captured_at", QVariant()}});
-    index->item({{"file_path", "3"}, {"locality", "lisbon"}, {"captured_at", 30}});
-    index->item({{"file_path", "4"}, {"location_name", "Lisbon Airport"}, {"captured_at", 40}});
-    index->item({{"file_path", "5"},
-                 {"location_name", "Lisbon"},
-                 {"captured_at", 50},
-                 {"identity_id", "p2"}});
+    insert(*index, "registry_items", "file_path, location_name, locality, captured_at, identity_id",
+           {{"1", "Café Blau", {}, 10, {}},
+            {"2", {}, "LISBON", {}, {}},
+            {"3", {}, "lisbon", 30, {}},
+            {"4", "Lisbon Airport", {}, 40, {}},
+            {"5", "Lisbon", {}, 50, "p2"}});
 
     EXPECT_EQ(pathsOf(runTask(database.fetchItemsForPlace("Lisbon", IdentityScope::all(), 10))),
               (QStringList{"5", "3", "2"}));
@@ -166,17 +190,17 @@ TEST_F(RegistryQueries, ItemsOfAPlaceMatchNameOrTownIgnoringCase) {
 }
 
 TEST_F(RegistryQueries, StatsCountItemsAndEntitiesWithUnknownForNullKeys) {
-    index->item(
-        {{"file_path", "1"}, {"item_type", "photo"}, {"status", "done"}, {"identity_id", "p1"}});
-    index->item(
-        {{"file_path", "2"}, {"item_type", "photo"}, {"status", "pending"}, {"identity_id", "p1"}});
-    index->item({{"file_path", "3"}, {"item_type", "voice_memo"}, {"identity_id", "p2"}});
-    index->item({{"file_path", "4"}, {"item_type", "time_entry"}, {"status", "done"}});
-    index->item({{"file_path", "5"}, {"status", "done"}, {"identity_id", "p2"}});
-    index->entity({{"entity_type", "person"}, {"slug", "ann"}, {"identity_id", "p1"}});
-    index->entity({{"entity_type", "person"}, {"slug", "bob"}, {"identity_id", "p2"}});
-    index->entity({{"entity_type", "place"}, {"slug", "lisbon"}, {"identity_id", "p1"}});
-    index->entity({{"entity_type", "question"}, {"slug", "q"}, {"identity_id", "p1"}});
+    insert(*index, "registry_items", "file_path, item_type, status, identity_id",
+           {{"1", "photo", "done", "p1"},
+            {"2", "photo", "pending", "p1"},
+            {"3", "voice_memo", {}, "p2"},
+            {"4", "time_entry", "done", {}},
+            {"5", {}, "done", "p2"}});
+    insert(*index, "entities", "entity_type, slug, identity_id",
+           {{"person", "ann", "p1"},
+            {"person", "bob", "p2"},
+            {"place", "lisbon", "p1"},
+            {"question", "q", "p1"}});
 
     const RegistryStats all{
         .totalItems = 5,
@@ -200,31 +224,14 @@ TEST_F(RegistryQueries, StatsCountItemsAndEntitiesWithUnknownForNullKeys) {
 }
 
 TEST_F(RegistryQueries, PendingCountsCountWaitingAndFailedWorkAndTheLastDaysDoneItems) {
-    index->item({{"file_path", "1"},
-                 {"item_type", "photo"},
-                 {"visual_status", "pending"},
-                 {"status", "pending"}});
-    index->item({{"file_path", "2"},
-                 {"item_type", "video"},
-                 {"audio_status", "pending"},
-                 {"visual_status", "failed"},
-                 {"status", "processing"}});
-    index->item({{"file_path", "3"}, {"item_type", "voice_memo"}, {"audio_status", "pending"}});
-    index->item({{"file_path", "4"},
-                 {"item_type", "voice_memo"},
-                 {"audio_status", "failed"},
-                 {"status", "done"},
-                 {"captured_at", kNowSecs - kHour}});
-    index->item({{"file_path", "5"},
-                 {"item_type", "photo"},
-                 {"visual_status", "failed"},
-                 {"status", "done"},
-                 {"captured_at", kNowSecs - 2 * kDay}});
-    index->item({{"file_path", "6"},
-                 {"item_type", "photo"},
-                 {"audio_status", "failed"},
-                 {"status", "done"},
-                 {"captured_at", kNowSecs - kDay + 1}});
+    insert(*index, "registry_items",
+           "file_path, item_type, visual_status, audio_status, status, captured_at",
+           {{"1", "photo", "pending", {}, "pending", {}},
+            {"2", "video", "failed", "pending", "processing", {}},
+            {"3", "voice_memo", {}, "pending", {}, {}},
+            {"4", "voice_memo", {}, "failed", "done", kNowSecs - kHour},
+            {"5", "photo", "failed", {}, "done", kNowSecs - 2 * kDay},
+            {"6", "photo", {}, "failed", "done", kNowSecs - kDay + 1}});
 
     // A photo's audio failure does not count.
     EXPECT_EQ(runTask(database.fetchPendingCounts(kNow)),
@@ -238,42 +245,15 @@ TEST_F(RegistryQueries, PendingCountsCountWaitingAndFailedWorkAndTheLastDaysDone
 }
 
 TEST_F(RegistryQueries, SourceCoverageGroupsPerIdentityAndSourceWithTimeEntriesUnderTheirLog) {
-    index->item({{"file_path", "1"},
-                 {"item_type", "photo"},
-                 {"identity_id", "p1"},
-                 {"source_type", "photos"},
-                 {"source_name", "Library"},
-                 {"captured_at", 50},
-                 {"latitude", 1.0},
-                 {"caption", "x"},
-                 {"people", "Ann"}});
-    index->item({{"file_path", "2"},
-                 {"item_type", "video"},
-                 {"identity_id", "p1"},
-                 {"source_type", "photos"},
-                 {"source_name", "Library"},
-                 {"captured_at", 70},
-                 {"caption", ""},
-                 {"people", ""}});
-    index->item({{"file_path", "3"},
-                 {"item_type", "voice_memo"},
-                 {"identity_id", "p1"},
-                 {"source_type", "memos"},
-                 {"source_name", "Phone"},
-                 {"transcription", "hi"}});
-    index->item({{"file_path", "4"},
-                 {"item_type", "time_entry"},
-                 {"identity_id", "p1"},
-                 {"time_log_name", "hours.csv"},
-                 {"captured_at", 10}});
-    index->item({{"file_path", "5"},
-                 {"item_type", "time_entry"},
-                 {"identity_id", "p1"},
-                 {"source_type", ""},
-                 {"source_name", ""},
-                 {"time_log_name", "hours.csv"},
-                 {"captured_at", 20}});
-    index->item({{"file_path", "6"}, {"item_type", "time_entry"}});
+    insert(*index, "registry_items",
+           "file_path, item_type, identity_id, source_type, source_name, captured_at, latitude, "
+           "caption, people, transcription, time_log_name",
+           {{"1", "photo", "p1", "photos", "Library", 50, 1.0, "x", "Ann", {}, {}},
+            {"2", "video", "p1", "photos", "Library", 70, {}, "", "", {}, {}},
+            {"3", "voice_memo", "p1", "memos", "Phone", {}, {}, {}, {}, "hi", {}},
+            {"4", "time_entry", "p1", {}, {}, 10, {}, {}, {}, {}, "hours.csv"},
+            {"5", "time_entry", "p1", "", "", 20, {}, {}, {}, {}, "hours.csv"},
+            {"6", "time_entry", {}, {}, {}, {}, {}, {}, {}, {}, {}}});
 
     using Row = DatabaseService::SourceCoverageRow;
     const Row unnamedLog{
@@ -309,18 +289,13 @@ TEST_F(RegistryQueries, SourceCoverageGroupsPerIdentityAndSourceWithTimeEntriesU
 }
 
 TEST_F(RegistryQueries, RecentActivityCountsTheLastDayWeekAndMonth) {
-    index->item({{"file_path", "1"}, {"item_type", "photo"}, {"captured_at", kNowSecs - kHour}});
-    index->item({{"file_path", "2"}, {"item_type", "photo"}, {"captured_at", kNowSecs - 3 * kDay}});
-    index->item(
-        {{"file_path", "3"}, {"item_type", "video"}, {"captured_at", kNowSecs - 20 * kDay}});
-    index->item({{"file_path", "4"},
-                 {"item_type", "voice_memo"},
-                 {"captured_at", kNowSecs - 2 * kHour},
-                 {"identity_id", "p2"}});
-    index->item(
-        {{"file_path", "5"}, {"item_type", "time_entry"}, {"captured_at", kNowSecs - 6 * kDay}});
-    index->item(
-        {{"file_path", "6"}, {"item_type", "photo"}, {"captured_at", kNowSecs - 40 * kDay}});
+    insert(*index, "registry_items", "file_path, item_type, captured_at, identity_id",
+           {{"1", "photo", kNowSecs - kHour, {}},
+            {"2", "photo", kNowSecs - 3 * kDay, {}},
+            {"3", "video", kNowSecs - 20 * kDay, {}},
+            {"4", "voice_memo", kNowSecs - 2 * kHour, "p2"},
+            {"5", "time_entry", kNowSecs - 6 * kDay, {}},
+            {"6", "photo", kNowSecs - 40 * kDay, {}}});
 
     DatabaseService::RecentActivityBreakdown all;
     all.day = {1, 0, 1, 0};
@@ -342,39 +317,20 @@ TEST_F(RegistryQueries, RecentActivityCountsTheLastDayWeekAndMonth) {
 }
 
 TEST_F(RegistryQueries, APersonsPhotoIsTheNewestVisibleOneNamingThemAsAWholeEntry) {
-    index->item({{"file_path", "1"},
-                 {"item_type", "photo"},
-                 {"photo_uuid", "anna-bob"},
-                 {"people", "Anna,Bob"},
-                 {"captured_at", 500}});
+    const std::string columns = "file_path, item_type, photo_uuid, people, captured_at, "
+                                "is_hidden, identity_id";
+    insert(*index, "registry_items", columns,
+           {{"1", "photo", "anna-bob", "Anna,Bob", 500, {}, {}}});
     EXPECT_EQ(runTask(database.fetchPersonPhotoUuid("Ann", IdentityScope::all())), std::nullopt);
     EXPECT_EQ(runTask(database.fetchPersonPhotoUuid("Bob", IdentityScope::all())), "anna-bob");
 
-    index->item({{"file_path", "2"},
-                 {"item_type", "photo"},
-                 {"photo_uuid", "hidden"},
-                 {"people", "Ann"},
-                 {"captured_at", 900},
-                 {"is_hidden", 1}});
+    insert(*index, "registry_items", columns, {{"2", "photo", "hidden", "Ann", 900, 1, {}}});
     EXPECT_EQ(runTask(database.fetchPersonPhotoUuid("Ann", IdentityScope::all())), std::nullopt);
 
-    index->item({{"file_path", "3"},
-                 {"item_type", "photo"},
-                 {"photo_uuid", "old"},
-                 {"people", "Cy,Ann"},
-                 {"captured_at", 100},
-                 {"is_hidden", 0}});
-    index->item({{"file_path", "4"},
-                 {"item_type", "photo"},
-                 {"photo_uuid", "new"},
-                 {"people", "Ann"},
-                 {"captured_at", 300},
-                 {"identity_id", "p2"}});
-    index->item({{"file_path", "5"},
-                 {"item_type", "video"},
-                 {"photo_uuid", "video"},
-                 {"people", "Ann"},
-                 {"captured_at", 800}});
+    insert(*index, "registry_items", columns,
+           {{"3", "photo", "old", "Cy,Ann", 100, 0, {}},
+            {"4", "photo", "new", "Ann", 300, {}, "p2"},
+            {"5", "video", "video", "Ann", 800, {}, {}}});
     EXPECT_EQ(runTask(database.fetchPersonPhotoUuid("Ann", IdentityScope::all())), "new");
     EXPECT_EQ(runTask(database.fetchPersonPhotoUuid("Ann", IdentityScope::specific("p1"))),
               std::nullopt);
@@ -392,30 +348,20 @@ TEST_F(RegistryQueries, QuestionsComeNewestFirstWithANullStatusReadAsOpenAndThei
                                      "suggested_actions: [Yes => do it | No]\n"
                                      "context:   \n"
                                      "---\n\n## Question\n\nWhich books?\n");
-    index->entity({{"entity_type", "question"},
-                   {"slug", "close-books"},
-                   {"name", "Which books?"},
-                   {"status", QVariant()},
-                   {"file_path", file},
-                   {"date_start", "2026-11-15T06:00:00Z"}});
-    index->entity({{"entity_type", "question"},
-                   {"slug", "old"},
-                   {"name", "Old one"},
-                   {"status", "answered"},
-                   {"file_path", env.root() + "/missing.md"},
-                   {"date_start", "2026-11-01T08:00:00Z"},
-                   {"date_end", "2026-11-02T09:30:00Z"}});
-    index->entity({{"entity_type", "question"},
-                   {"slug", "gone"},
-                   {"status", "dismissed"},
-                   {"date_start", "2026-11-03T00:00:00Z"},
-                   {"identity_id", "p2"}});
-    index->entity({{"entity_type", "question"},
-                   {"slug", "odd"},
-                   {"status", "snoozed"},
-                   {"date_start", "2026-11-10T00:00:00Z"},
-                   {"identity_id", "p2"}});
-    index->entity({{"entity_type", "person"}, {"slug", "ann"}, {"status", "open"}});
+    insert(*index, "entities",
+           "entity_type, slug, name, status, file_path, date_start, date_end, identity_id",
+           {{"question", "close-books", "Which books?", {}, file, "2026-11-15T06:00:00Z", {}, {}},
+            {"question",
+             "old",
+             "Old one",
+             "answered",
+             env.root() + "/missing.md",
+             "2026-11-01T08:00:00Z",
+             "2026-11-02T09:30:00Z",
+             {}},
+            {"question", "gone", {}, "dismissed", {}, "2026-11-03T00:00:00Z", {}, "p2"},
+            {"question", "odd", {}, "snoozed", {}, "2026-11-10T00:00:00Z", {}, "p2"},
+            {"person", "ann", {}, "open", {}, {}, {}, {}}});
 
     const QList<Question> all =
         runTask(database.fetchQuestions(std::nullopt, IdentityScope::all(), 50));
