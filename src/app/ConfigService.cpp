@@ -9,6 +9,7 @@
 
 #include <cmath>
 
+#include "app/VaultPaths.h"
 #include "platform/AtomicFile.h"
 #include "platform/Paths.h"
 
@@ -146,10 +147,8 @@ bool ConfigService::boolValue(const char* key, bool fallback) const {
 }
 
 QString ConfigService::vaultRoot() const {
-    if (const auto path = nonEmptyString("mnemora_path")) {
-        return platform::Paths::expandTilde(*path);
-    }
-    return platform::Paths::home() + QLatin1Char('/') + appDisplayName();
+    return VaultPaths::configuredVault(config_).value_or(platform::Paths::home() +
+                                                         QLatin1Char('/') + appDisplayName());
 }
 
 std::optional<QString> ConfigService::activeIdentityId() const {
