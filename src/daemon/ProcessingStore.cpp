@@ -1,5 +1,7 @@
 #include "daemon/ProcessingStore.h"
 
+#include <QTimer>
+
 #include <QCoroTimer>
 
 #include "daemon/DaemonEndpoints.h"
@@ -62,6 +64,15 @@ QString entityCompleteText(const QJsonObject& payload) {
 QString failureLine(const QString& prefix, const QJsonObject& payload) {
     const QString error = JsonRead::stringOr(payload, QLatin1String("error")).trimmed();
     return error.isEmpty() ? prefix + QLatin1Char('.') : prefix + QStringLiteral(": ") + error;
+}
+
+// A coarse timer may fire a few per cent early; a window must never be shorter than it says.
+QCoro::Task<> windowElapsed(std::chrono::milliseconds window) {
+    QTimer timer;
+    timer.setTimerType(Qt::PreciseTimer);
+    timer.setSingleShot(true);
+    timer.start(window);
+    co_await timer;
 }
 
 quint64 unsignedOr0(const QJsonObject& payload, const char* key) {
@@ -234,7 +245,8 @@ void ProcessingStore::coalesce(AssetStatusEvent event) {
 
 QCoro::Task<> ProcessingStore::flushStatusAfter(QPointer<ProcessingStore> self,
                                                 std::chrono::milliseconds window) {
-    co_await QCoro::sleepFor(window);
+    QCoro::Task<> waiting = windowElapsed(window);
+    co_await waiting;
     if (self) {
         self->flushStatus();
     }
@@ -276,7 +288,8 @@ void ProcessingStore::requestIndexTick() {
 
 QCoro::Task<> ProcessingStore::flushIndexTickAfter(QPointer<ProcessingStore> self,
                                                    std::chrono::milliseconds window) {
-    co_await QCoro::sleepFor(window);
+    QCoro::Task<> waiting = windowElapsed(window);
+    co_await waiting;
     if (!self) {
         co_return;
     }
