@@ -154,7 +154,11 @@ QString resolvedPath(const Call& call) {
 QCoro::Task<Answer> send(Daemon daemon, Call call) {
     Answer answer;
     answer.endpoint = find(call.method, call.path);
-    Q_ASSERT(answer.endpoint != nullptr); // every call names a catalogue entry
+    if (answer.endpoint == nullptr) {
+        // Every call names a route of the catalogue; one that does not is a slip of ours.
+        qFatal("[DaemonEndpoints] no catalogue entry for %s %s", call.method.constData(),
+               qPrintable(call.path));
+    }
     const std::optional<QUrl> base = daemon ? daemon->baseURL() : std::nullopt;
     if (!base) {
         answer.noPort = true;
@@ -499,7 +503,7 @@ transcribeFileStreaming(Daemon daemon, QString path,
     const Endpoint* endpoint = find("POST", QStringLiteral("transcribe-file/stream"));
     const std::optional<QUrl> base = daemon ? daemon->baseURL() : std::nullopt;
     if (!base) {
-        co_return DaemonResult<QString>{DaemonHttp::unreachableText(), {}};
+        co_return DaemonResult<QString>{failureText(Answer{endpoint, true, {}}), {}};
     }
     EventStreamReader reader;
     EventStreamReader::Request request;

@@ -120,7 +120,10 @@ QCoro::Task<> ProcessingStore::streamPass(QPointer<ProcessingStore> self, Cancel
         co_return; // the loop waits and looks for a port again
     }
     EventStreamReader::Request request;
-    request.url = DaemonHttp::endpoint(*base, QStringLiteral("progress"));
+    const DaemonEndpoints::Endpoint* progress =
+        DaemonEndpoints::find("GET", QStringLiteral("progress"));
+    request.url = DaemonHttp::endpoint(*base, progress->path);
+    request.timeout = progress->timeout;
     EventStreamReader::Handler handler = [self, token](const QJsonObject& object) {
         if (!self || token.isCancelled()) {
             return EventStreamReader::Next::stop;

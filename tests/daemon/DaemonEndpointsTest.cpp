@@ -493,6 +493,8 @@ TEST_F(DaemonEndpointsTest, StreamingTranscriptionReadsTheSharedEventLines) {
         EXPECT_EQ(server.requests().last().headers.value("accept"), "text/event-stream");
         EXPECT_EQ(server.requests().last().body, R"({"path":"/v/a.m4a"})");
     }
+    QFile::remove(portFile);
+    EXPECT_EQ(runTask(transcribeFileStreaming(&daemon, {}, {})).failure, refusedConnection);
 }
 
 } // namespace
