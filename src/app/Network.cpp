@@ -8,8 +8,6 @@
 
 #include <QCoroNetworkReply>
 
-#include <memory>
-
 namespace mnemora {
 
 QString HttpReply::failureText(const QString& failureWord) const {
@@ -39,19 +37,11 @@ std::optional<QJsonObject> HttpReply::jsonObject() const {
 
 namespace Network {
 
-namespace {
-
-// The awaiting coroutine resumes inside the reply's `finished` emission, where deleting the reply
-// would pull it from under Qt's own code: it goes when control is back in the event loop.
-struct DeleteLater {
-    void operator()(QObject* object) const {
-        if (object != nullptr) {
-            object->deleteLater();
-        }
+void DeleteLater::operator()(QObject* object) const {
+    if (object != nullptr) {
+        object->deleteLater();
     }
-};
-
-} // namespace
+}
 
 QNetworkAccessManager& shared() {
     static QNetworkAccessManager* manager = [] {
@@ -63,36 +53,49 @@ QNetworkAccessManager& shared() {
     return *manager;
 }
 
-QCoro::Task<HttpReply> send(QByteArray method, QUrl url, QByteArray body, QByteArray contentType,
-                            std::chrono::milliseconds timeout) {
+QNetworkReply* start(const QByteArray& method, const QUrl& url, const QByteArray& body,
+                     const QByteArray& contentType, std::chrono::milliseconds timeout,
+                     const QByteArray& accept) {
     QNetworkRequest request(url);
     request.setTransferTimeout(static_cast<int>(timeout.count()));
     if (!contentType.isEmpty()) {
         request.setHeader(QNetworkRequest::ContentTypeHeader, QString::fromLatin1(contentType));
     }
-    QNetworkAccessManager& session = shared();
-    std::unique_ptr<QNetworkReply, DeleteLater> reply;
-    if (method == "GET") {
-        reply.reset(session.get(request));
-    } else if (method == "POST") {
-        reply.reset(session.post(request, body));
-    } else {
-        reply.reset(session.sendCustomRequest(request, method, body));
+    if (!accept.isEmpty()) {
+        request.setRawHeader("Accept", accept);
     }
-    co_await reply.get();
+    QNetworkAccessManager& session = shared();
+    if (method == "GET") {
+        return session.get(request);
+    }
+    if (method == "POST") {
+        return session.post(request, body);
+    }
+    return session.sendCustomRequest(request, method, body);
+}
 
+HttpReply outcome(QNetworkReply& reply) {
     HttpReply result;
-    const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
+    const QVariant status = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute);
     if (status.isNull()) {
         // Our only abort is the transfer time-out; Qt words it as a cancellation.
-        result.transportError = reply->error() == QNetworkReply::OperationCanceledError
+        result.transportError = reply.error() == QNetworkReply::OperationCanceledError
                                     ? QStringLiteral("The request timed out.")
-                                    : reply->errorString();
-        co_return result;
+                                    : reply.errorString();
+        return result;
     }
     result.httpStatus = status.toInt();
-    result.body = reply->readAll();
-    co_return result;
+    if (reply.isOpen()) { // an aborted reply is closed
+        result.body = reply.readAll();
+    }
+    return result;
+}
+
+QCoro::Task<HttpReply> send(QByteArray method, QUrl url, QByteArray body, QByteArray contentType,
+                            std::chrono::milliseconds timeout) {
+    ReplyHandle reply(start(method, url, body, contentType, timeout));
+    co_await reply.get();
+    co_return outcome(*reply);
 }
 
 } // namespace Network

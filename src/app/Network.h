@@ -8,9 +8,12 @@
 #include <QCoroTask>
 
 #include <chrono>
+#include <memory>
 #include <optional>
 
 class QNetworkAccessManager;
+class QNetworkReply;
+class QObject;
 
 namespace mnemora {
 
@@ -34,8 +37,25 @@ struct HttpReply {
 
 namespace Network {
 
+// The awaiting coroutine resumes inside the reply's `finished` emission, where deleting the reply
+// would pull it from under Qt's own code: it goes when control is back in the event loop.
+struct DeleteLater {
+    void operator()(QObject* object) const;
+};
+using ReplyHandle = std::unique_ptr<QNetworkReply, DeleteLater>;
+
 // The one HTTP session of the main thread that every daemon call goes through.
 QNetworkAccessManager& shared();
+
+// Starts one request through the shared session and gives its reply, which the caller owns.
+// `timeout` is the longest silence allowed, none when zero. Non-empty `contentType` and `accept`
+// are sent as their headers.
+QNetworkReply* start(const QByteArray& method, const QUrl& url, const QByteArray& body,
+                     const QByteArray& contentType, std::chrono::milliseconds timeout,
+                     const QByteArray& accept = {});
+
+// What a finished reply came to, with whatever of its body is still unread.
+HttpReply outcome(QNetworkReply& reply);
 
 // One request through the shared session. `timeout` is the longest silence allowed. A non-empty
 // `contentType` is sent as the Content-Type header.

@@ -7,6 +7,7 @@
 #include "app/UserDefaults.h"
 #include "daemon/DaemonProcess.h"
 #include "daemon/DaemonService.h"
+#include "daemon/ProcessingStore.h"
 #include "questions/QuestionService.h"
 #include "registry/DatabaseService.h"
 #include "runtime/AppDelegate.h"
@@ -23,7 +24,8 @@ MnemoraApp::MnemoraApp(QObject* parent)
     , appState_(new AppStateStore(this))
     , userDefaults_(std::make_unique<UserDefaults>())
     , database_(new DatabaseService(this))
-    , questions_(new QuestionService(this)) {
+    , questions_(new QuestionService(this))
+    , processingStore_(new ProcessingStore(this)) {
     // With no window here, the log stands in for the status display of the primary daemon.
     connect(daemonProcess_, &DaemonProcess::modeChanged, this, [this] {
         Log::line(QStringLiteral("MnemoraApp"),
@@ -88,6 +90,9 @@ QCoro::Task<> MnemoraApp::startUp() {
     }
     markStep(QStringLiteral("daemon: ") + daemonProcess_->mode().description());
 
+    // 6. The clients that need a daemon to talk to.
+    processingStore_->setDaemon(daemonService_);
+
     // 7. The daemon's index; a missing one is normal until the daemon has built it.
     co_await database_->open();
     if (!self) {
@@ -99,7 +104,9 @@ QCoro::Task<> MnemoraApp::startUp() {
     daemonService_->start();
     markStep(QStringLiteral("status polling"));
 
-    // 9. The watchdog, over the polled status.
+    // 9. The event stream, then the watchdog over the polled status.
+    processingStore_->start();
+    markStep(QStringLiteral("event stream"));
     daemonProcess_->startWatchdog(daemonService_);
     markStep(QStringLiteral("daemon watchdog"));
 

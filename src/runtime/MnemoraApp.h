@@ -16,6 +16,7 @@ class ConfigService;
 class DaemonProcess;
 class DaemonService;
 class DatabaseService;
+class ProcessingStore;
 class QuestionService;
 class UserDefaults;
 
@@ -41,6 +42,7 @@ public:
     UserDefaults& userDefaults() const { return *userDefaults_; }
     DatabaseService& database() const { return *database_; }
     QuestionService& questions() const { return *questions_; }
+    ProcessingStore& processingStore() const { return *processingStore_; }
 
     bool migrationReady() const { return migrationReady_; }
     void setMigrationReady(bool ready);
@@ -73,6 +75,7 @@ private:
     std::unique_ptr<UserDefaults> userDefaults_;
     DatabaseService* database_ = nullptr;
     QuestionService* questions_ = nullptr;
+    ProcessingStore* processingStore_ = nullptr;
 
     bool migrationReady_ = false;
     bool started_ = false;

@@ -2,6 +2,7 @@
 
 #include "SupervisionFixture.h"
 #include "daemon/DaemonService.h"
+#include "daemon/ProcessingStore.h"
 #include "platform/Processes.h"
 #include "runtime/AppDelegate.h"
 #include "runtime/MnemoraApp.h"
@@ -31,9 +32,9 @@ TEST_F(DaemonStartup, WithNoDaemonAnywhereTheStepFailsAndStartUpCarriesOn) {
     const QStringList steps = app.completedSteps();
     const auto daemonStep = steps.indexOf(QStringLiteral("daemon: failed: ") + reason);
     ASSERT_GE(daemonStep, 0) << steps.join(QLatin1String(" | ")).toStdString();
-    EXPECT_EQ(steps.mid(daemonStep + 1, 3),
+    EXPECT_EQ(steps.mid(daemonStep + 1, 4),
               (QStringList{QStringLiteral("index opened"), QStringLiteral("status polling"),
-                           QStringLiteral("daemon watchdog")}));
+                           QStringLiteral("event stream"), QStringLiteral("daemon watchdog")}));
     EXPECT_TRUE(output.text().contains(QStringLiteral("[MnemoraApp] start-up: daemon: failed: ") +
                                        reason + QLatin1Char('\n')));
 
@@ -44,6 +45,9 @@ TEST_F(DaemonStartup, WithNoDaemonAnywhereTheStepFailsAndStartUpCarriesOn) {
     EXPECT_EQ(app.daemonService().status().connection,
               DaemonStatus::Connection::disconnected(QStringLiteral("No daemon port file")));
     EXPECT_EQ(app.appDelegate().daemon(), &app.daemonProcess());
+    // The stream waits for a port in the background.
+    EXPECT_TRUE(app.processingStore().isStreaming());
+    EXPECT_EQ(app.processingStore().daemon(), &app.daemonService());
 }
 
 TEST_F(DaemonStartup, QuitStopsTheDaemonWeSpawned) {
