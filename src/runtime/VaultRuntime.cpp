@@ -11,6 +11,7 @@
 #include "app/VaultPaths.h"
 #include "daemon/DaemonProcess.h"
 #include "daemon/DaemonService.h"
+#include "daemon/ProcessingStore.h"
 #include "questions/QuestionService.h"
 #include "registry/DatabaseService.h"
 
@@ -36,6 +37,7 @@ VaultRuntime::VaultRuntime(const QString& vaultRoot, QObject* parent)
     daemonProcess_->setLogNameSuffix(QFileInfo(cacheFolder).fileName());
 
     appState_ = new AppStateStore(this);
+    processing_ = new ProcessingStore(this);
     questions_ = new QuestionService(this);
 }
 
@@ -76,8 +78,11 @@ QCoro::Task<> VaultRuntime::start() {
     if (!self) {
         co_return;
     }
-    // 4. Status polling; 5. the watchdog over it.
+    // 4. Status polling.
     daemon_->start();
+    // 5. The event stream, and the watchdog over the polled status.
+    processing_->setDaemon(daemon_);
+    processing_->start();
     daemonProcess_->startWatchdog(daemon_);
 
     // 6. The first load of its questions.

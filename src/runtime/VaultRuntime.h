@@ -12,6 +12,7 @@ class ConfigService;
 class DaemonProcess;
 class DaemonService;
 class DatabaseService;
+class ProcessingStore;
 class QuestionService;
 
 // The private stack of one vault opened in its own window: its configuration, daemon, index
@@ -33,6 +34,7 @@ public:
     DaemonService& daemon() const { return *daemon_; }
     DaemonProcess& daemonProcess() const { return *daemonProcess_; }
     AppStateStore& appState() const { return *appState_; }
+    ProcessingStore& processing() const { return *processing_; }
     QuestionService& questions() const { return *questions_; }
 
     bool started() const { return started_; }
@@ -61,6 +63,7 @@ private:
     DaemonService* daemon_ = nullptr;
     DaemonProcess* daemonProcess_ = nullptr;
     AppStateStore* appState_ = nullptr;
+    ProcessingStore* processing_ = nullptr;
     QuestionService* questions_ = nullptr;
     bool started_ = false;
     bool starting_ = false;
