@@ -10,6 +10,8 @@
 #include <filesystem>
 #include <string>
 
+#include "TempFolder.h"
+
 namespace {
 
 using mnemora::core::BlockOp;
@@ -49,28 +51,8 @@ std::string document(bool edited) {
     return text;
 }
 
-class TempFolder {
-public:
-    TempFolder() {
-        std::string pattern =
-            (std::filesystem::temp_directory_path() / "engine-bench-XXXXXX").string();
-        if (mkdtemp(pattern.data()) != nullptr) {
-            path_ = pattern;
-        }
-    }
-    ~TempFolder() {
-        if (!path_.empty()) {
-            std::filesystem::remove_all(path_);
-        }
-    }
-    const std::filesystem::path& path() const { return path_; }
-
-private:
-    std::filesystem::path path_;
-};
-
 void BM_ApplyFileChangeThousandLinesTenEdits(benchmark::State& state) {
-    TempFolder folder;
+    TempFolder folder("engine-bench");
     if (folder.path().empty()) {
         state.SkipWithError("no temporary folder");
         return;

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "TempFolder.h"
+
 namespace {
 
 using mnemora::core::Block;
@@ -44,28 +46,8 @@ std::vector<Block> thousandBlocks() {
     return blocks;
 }
 
-class TempFolder {
-public:
-    TempFolder() {
-        std::string pattern =
-            (std::filesystem::temp_directory_path() / "sidecar-bench-XXXXXX").string();
-        if (mkdtemp(pattern.data()) != nullptr) {
-            path_ = pattern;
-        }
-    }
-    ~TempFolder() {
-        if (!path_.empty()) {
-            std::filesystem::remove_all(path_);
-        }
-    }
-    const std::filesystem::path& path() const { return path_; }
-
-private:
-    std::filesystem::path path_;
-};
-
 void BM_SaveThousandBlocksToFile(benchmark::State& state) {
-    TempFolder folder;
+    TempFolder folder("sidecar-bench");
     if (folder.path().empty()) {
         state.SkipWithError("no temporary folder");
         return;
@@ -83,7 +65,7 @@ void BM_SaveThousandBlocksToFile(benchmark::State& state) {
 BENCHMARK(BM_SaveThousandBlocksToFile)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void BM_LoadThousandBlocksFromFile(benchmark::State& state) {
-    TempFolder folder;
+    TempFolder folder("sidecar-bench");
     if (folder.path().empty()) {
         state.SkipWithError("no temporary folder");
         return;

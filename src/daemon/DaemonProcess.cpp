@@ -460,12 +460,17 @@ QCoro::Task<> DaemonProcess::stopChild() {
     closeLog();
 }
 
-QCoro::Task<> DaemonProcess::stop() {
-    QPointer<DaemonProcess> self(this);
+QCoro::Task<> DaemonProcess::stopOnPurpose() {
+    // The exit we cause is not a crash, and no late port should be waited for any more.
     intentionalStop_ = true;
     portWaiterTask_.cancel();
     setSlowToStart(false);
     co_await stopChild();
+}
+
+QCoro::Task<> DaemonProcess::stop() {
+    QPointer<DaemonProcess> self(this);
+    co_await stopOnPurpose();
     if (!self) {
         co_return;
     }
@@ -498,10 +503,7 @@ void DaemonProcess::stopBlocking() {
 
 QCoro::Task<> DaemonProcess::replaceDaemon() {
     QPointer<DaemonProcess> self(this);
-    intentionalStop_ = true;
-    portWaiterTask_.cancel();
-    setSlowToStart(false);
-    co_await stopChild();
+    co_await stopOnPurpose();
     if (!self) {
         co_return;
     }

@@ -149,6 +149,8 @@ private:
                                   CancelToken token);
     static QCoro::Task<> waitForPortInBackground(QPointer<DaemonProcess> self, CancelToken token);
     QCoro::Task<> stopChild();
+    // The shared first half of `stop` and `replaceDaemon`.
+    QCoro::Task<> stopOnPurpose();
     QCoro::Task<> sweepOrphans();
     void onChildFinished(QProcess* process, int status);
     void clearChild();
