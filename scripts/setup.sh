@@ -5,7 +5,7 @@
 set -euo pipefail
 
 packages=(
-  build-essential cmake ninja-build pkg-config git
+  build-essential cmake ninja-build pkg-config git ccache
   qt6-base-dev qt6-base-dev-tools qcoro-qt6-dev
   libsqlite3-dev libsqlitecpp-dev sqlite3
   libutf8proc-dev uuid-dev
