@@ -11,6 +11,7 @@
 #include "questions/QuestionService.h"
 #include "registry/DatabaseService.h"
 #include "runtime/AppDelegate.h"
+#include "runtime/VaultServices.h"
 #include "runtime/VaultWindowModel.h"
 
 namespace mnemora {
@@ -18,19 +19,35 @@ namespace mnemora {
 MnemoraApp::MnemoraApp(QObject* parent)
     : QObject(parent)
     , appDelegate_(new AppDelegate(this))
-    , daemonService_(new DaemonService(this))
-    , daemonProcess_(new DaemonProcess(this))
-    , config_(new ConfigService(this))
-    , appState_(new AppStateStore(this))
-    , userDefaults_(std::make_unique<UserDefaults>())
-    , database_(new DatabaseService(this))
-    , questions_(new QuestionService(this))
-    , processingStore_(new ProcessingStore(this)) {
+    , services_(new VaultServices(std::nullopt, this))
+    , userDefaults_(std::make_unique<UserDefaults>()) {
     // With no window here, the log stands in for the status display of the primary daemon.
-    connect(daemonProcess_, &DaemonProcess::modeChanged, this, [this] {
+    connect(&services_->daemonProcess(), &DaemonProcess::modeChanged, this, [this] {
         Log::line(QStringLiteral("MnemoraApp"),
-                  QStringLiteral("daemon ") + daemonProcess_->mode().description());
+                  QStringLiteral("daemon ") + services_->daemonProcess().mode().description());
     });
+}
+
+DaemonService& MnemoraApp::daemonService() const {
+    return services_->daemon();
+}
+DaemonProcess& MnemoraApp::daemonProcess() const {
+    return services_->daemonProcess();
+}
+ConfigService& MnemoraApp::config() const {
+    return services_->config();
+}
+AppStateStore& MnemoraApp::appState() const {
+    return services_->appState();
+}
+DatabaseService& MnemoraApp::database() const {
+    return services_->database();
+}
+QuestionService& MnemoraApp::questions() const {
+    return services_->questions();
+}
+ProcessingStore& MnemoraApp::processingStore() const {
+    return services_->processing();
 }
 
 MnemoraApp::~MnemoraApp() = default;
@@ -59,71 +76,39 @@ void MnemoraApp::launch() {
     startUp();
 }
 
+QCoro::Task<> MnemoraApp::applyFirstRunDefaults() {
+    // Its outcome is already in the log and the configuration; start-up goes on either way.
+    QCoro::Task<DefaultsBootstrap::Outcome> bootstrap =
+        DefaultsBootstrap::run(&services_->config());
+    co_await bootstrap;
+}
+
 QCoro::Task<> MnemoraApp::startUp() {
+    using Slot = VaultServices::Slot;
+    VaultServices::ExtraSteps primaryOnly;
+    primaryOnly.emplace(Slot::afterWiring,
+                        VaultServices::now(QStringLiteral("delegate wired"), [this] {
+                            appDelegate_->setDaemon(&services_->daemonProcess());
+                        }));
+    // The onboarding overlay for a user who has not finished it.
+    primaryOnly.emplace(
+        Slot::afterWiring, VaultServices::now(QStringLiteral("onboarding flag read"), [this] {
+            if (!userDefaults_->boolValue(QString::fromLatin1(UserDefaults::onboardingComplete))) {
+                services_->appState().setShowOnboarding(true);
+            }
+        }));
+    // First-run defaults from the daemon, once.
+    primaryOnly.emplace(Slot::afterOpenQuestions,
+                        StartupStep{QStringLiteral("first-run defaults"),
+                                    [this] { return applyFirstRunDefaults(); }});
+
     QPointer<MnemoraApp> self(this);
-
-    // 1. Configuration.
-    config_->load();
-    if (!config_->lastError().isEmpty()) {
-        Log::line(QStringLiteral("MnemoraApp"), config_->lastError());
-    }
-    markStep(QStringLiteral("configuration loaded"));
-
-    // 2. Wiring: services hold each other weakly, set here before any of them runs.
-    database_->setConfig(config_);
-    daemonService_->setConfig(config_);
-    daemonProcess_->setConfig(config_);
-    appDelegate_->setDaemon(daemonProcess_);
-    markStep(QStringLiteral("services wired"));
-
-    // 4. The onboarding overlay for a user who has not finished it.
-    if (!userDefaults_->boolValue(QString::fromLatin1(UserDefaults::onboardingComplete))) {
-        appState_->setShowOnboarding(true);
-    }
-    markStep(QStringLiteral("onboarding flag read"));
-
-    // 5. The daemon: adopted or spawned. Returns after the port wait at most; a slow daemon is
-    // waited for in the background.
-    co_await daemonProcess_->start();
+    QCoro::Task<> steps = VaultServices::run(services_->startupSteps(primaryOnly), this,
+                                             [this](const QString& step) { markStep(step); });
+    co_await steps;
     if (!self) {
         co_return;
     }
-    markStep(QStringLiteral("daemon: ") + daemonProcess_->mode().description());
-
-    // 6. The clients that need a daemon to talk to.
-    processingStore_->setDaemon(daemonService_);
-
-    // 7. The daemon's index; a missing one is normal until the daemon has built it.
-    co_await database_->open();
-    if (!self) {
-        co_return;
-    }
-    markStep(QStringLiteral("index opened"));
-
-    // 8. Status polling, the first poll at once.
-    daemonService_->start();
-    markStep(QStringLiteral("status polling"));
-
-    // 9. The event stream, then the watchdog over the polled status.
-    processingStore_->start();
-    markStep(QStringLiteral("event stream"));
-    daemonProcess_->startWatchdog(daemonService_);
-    markStep(QStringLiteral("daemon watchdog"));
-
-    // 10. The first load of the questions the screens list.
-    co_await database_->loadOpenQuestions();
-    if (!self) {
-        co_return;
-    }
-    markStep(QStringLiteral("open questions loaded"));
-
-    // 12. First-run defaults from the daemon, once.
-    co_await DefaultsBootstrap::run(config_);
-    if (!self) {
-        co_return;
-    }
-    markStep(QStringLiteral("first-run defaults"));
-
     started_ = true;
     emit startedChanged();
 }

@@ -19,6 +19,7 @@ class DatabaseService;
 class ProcessingStore;
 class QuestionService;
 class UserDefaults;
+class VaultServices;
 
 // The composition root of the primary vault. It owns that vault's services for the life of the
 // process, wires them, and brings them up in one strict order on the main thread: no step starts
@@ -35,14 +36,15 @@ public:
     ~MnemoraApp() override;
 
     AppDelegate& appDelegate() const { return *appDelegate_; }
-    DaemonService& daemonService() const { return *daemonService_; }
-    DaemonProcess& daemonProcess() const { return *daemonProcess_; }
-    ConfigService& config() const { return *config_; }
-    AppStateStore& appState() const { return *appState_; }
+    VaultServices& services() const { return *services_; }
+    DaemonService& daemonService() const;
+    DaemonProcess& daemonProcess() const;
+    ConfigService& config() const;
+    AppStateStore& appState() const;
     UserDefaults& userDefaults() const { return *userDefaults_; }
-    DatabaseService& database() const { return *database_; }
-    QuestionService& questions() const { return *questions_; }
-    ProcessingStore& processingStore() const { return *processingStore_; }
+    DatabaseService& database() const;
+    QuestionService& questions() const;
+    ProcessingStore& processingStore() const;
 
     bool migrationReady() const { return migrationReady_; }
     void setMigrationReady(bool ready);
@@ -66,16 +68,11 @@ signals:
 
 private:
     void markStep(const QString& step);
+    QCoro::Task<> applyFirstRunDefaults();
 
     AppDelegate* appDelegate_ = nullptr;
-    DaemonService* daemonService_ = nullptr;
-    DaemonProcess* daemonProcess_ = nullptr;
-    ConfigService* config_ = nullptr;
-    AppStateStore* appState_ = nullptr;
+    VaultServices* services_ = nullptr;
     std::unique_ptr<UserDefaults> userDefaults_;
-    DatabaseService* database_ = nullptr;
-    QuestionService* questions_ = nullptr;
-    ProcessingStore* processingStore_ = nullptr;
 
     bool migrationReady_ = false;
     bool started_ = false;

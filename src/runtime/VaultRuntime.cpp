@@ -5,40 +5,37 @@
 
 #include <QCoroSignal>
 
-#include "app/AppStateStore.h"
-#include "app/ConfigService.h"
 #include "app/Log.h"
-#include "app/VaultPaths.h"
 #include "daemon/DaemonProcess.h"
-#include "daemon/DaemonService.h"
-#include "daemon/ProcessingStore.h"
-#include "questions/QuestionService.h"
-#include "registry/DatabaseService.h"
+#include "runtime/VaultServices.h"
 
 namespace mnemora {
 
 VaultRuntime::VaultRuntime(const QString& vaultRoot, QObject* parent)
     : QObject(parent)
-    , vaultRoot_(vaultRoot) {
-    const QString cacheFolder = VaultPaths::vaultCacheFolder(vaultRoot);
+    , vaultRoot_(vaultRoot)
+    , services_(new VaultServices(vaultRoot, this)) {}
 
-    config_ = new ConfigService(this);
-    config_->setConfigURLOverride(VaultPaths::vaultConfigFile(vaultRoot));
-
-    database_ = new DatabaseService(this);
-    database_->setCacheDirOverride(cacheFolder);
-
-    daemon_ = new DaemonService(this);
-    daemon_->setCacheDirOverride(cacheFolder);
-
-    daemonProcess_ = new DaemonProcess(this);
-    daemonProcess_->setCacheDirOverride(cacheFolder);
-    daemonProcess_->setConfigDirOverride(QFileInfo(config_->fileURL()).absolutePath());
-    daemonProcess_->setLogNameSuffix(QFileInfo(cacheFolder).fileName());
-
-    appState_ = new AppStateStore(this);
-    processing_ = new ProcessingStore(this);
-    questions_ = new QuestionService(this);
+ConfigService& VaultRuntime::config() const {
+    return services_->config();
+}
+DatabaseService& VaultRuntime::database() const {
+    return services_->database();
+}
+DaemonService& VaultRuntime::daemon() const {
+    return services_->daemon();
+}
+DaemonProcess& VaultRuntime::daemonProcess() const {
+    return services_->daemonProcess();
+}
+AppStateStore& VaultRuntime::appState() const {
+    return services_->appState();
+}
+ProcessingStore& VaultRuntime::processing() const {
+    return services_->processing();
+}
+QuestionService& VaultRuntime::questions() const {
+    return services_->questions();
 }
 
 VaultRuntime::~VaultRuntime() = default;
@@ -61,32 +58,11 @@ QCoro::Task<> VaultRuntime::start() {
     }
     starting_ = true;
     QPointer<VaultRuntime> self(this);
-
-    // 1. Configuration, and the index reads the vault named there.
-    config_->load();
-    database_->setConfig(config_);
-    daemon_->setConfig(config_);
-    daemonProcess_->setConfig(config_);
-
-    // 2. The vault's own daemon.
-    co_await daemonProcess_->start();
-    if (!self) {
-        co_return;
-    }
-    // 3. Its index.
-    co_await database_->open();
-    if (!self) {
-        co_return;
-    }
-    // 4. Status polling.
-    daemon_->start();
-    // 5. The event stream, and the watchdog over the polled status.
-    processing_->setDaemon(daemon_);
-    processing_->start();
-    daemonProcess_->startWatchdog(daemon_);
-
-    // 6. The first load of its questions.
-    co_await database_->loadOpenQuestions();
+    // A vault window runs the shared order alone: seeds, first-run defaults and the power and
+    // quota watchers serve the primary vault only.
+    QCoro::Task<> steps =
+        VaultServices::run(services_->startupSteps({}), this, [](const QString&) {});
+    co_await steps;
     if (!self) {
         co_return;
     }
@@ -95,7 +71,7 @@ QCoro::Task<> VaultRuntime::start() {
 }
 
 bool VaultRuntime::daemonIsRunning() const {
-    return daemonProcess_->isRunning();
+    return services_->daemonProcess().isRunning();
 }
 
 QCoro::Task<> VaultRuntime::reviveIfNeeded() {
@@ -104,14 +80,14 @@ QCoro::Task<> VaultRuntime::reviveIfNeeded() {
     }
     Log::line(QStringLiteral("VaultRuntime"), QFileInfo(vaultRoot_).fileName() +
                                                   QStringLiteral(": no daemon (mode: ") +
-                                                  daemonProcess_->mode().description() +
+                                                  services_->daemonProcess().mode().description() +
                                                   QStringLiteral(") — restarting the vault"));
     setStarted(false);
     co_await start();
 }
 
 void VaultRuntime::shutdown() {
-    daemonProcess_->stopBlocking();
+    services_->daemonProcess().stopBlocking();
 }
 
 } // namespace mnemora

@@ -14,6 +14,7 @@ class DaemonService;
 class DatabaseService;
 class ProcessingStore;
 class QuestionService;
+class VaultServices;
 
 // The private stack of one vault opened in its own window: its configuration, daemon, index
 // reader, window state and question files. It shares nothing mutable with the primary vault or
@@ -29,13 +30,14 @@ public:
     ~VaultRuntime() override;
 
     const QString& vaultRoot() const { return vaultRoot_; }
-    ConfigService& config() const { return *config_; }
-    DatabaseService& database() const { return *database_; }
-    DaemonService& daemon() const { return *daemon_; }
-    DaemonProcess& daemonProcess() const { return *daemonProcess_; }
-    AppStateStore& appState() const { return *appState_; }
-    ProcessingStore& processing() const { return *processing_; }
-    QuestionService& questions() const { return *questions_; }
+    VaultServices& services() const { return *services_; }
+    ConfigService& config() const;
+    DatabaseService& database() const;
+    DaemonService& daemon() const;
+    DaemonProcess& daemonProcess() const;
+    AppStateStore& appState() const;
+    ProcessingStore& processing() const;
+    QuestionService& questions() const;
 
     bool started() const { return started_; }
 
@@ -58,13 +60,7 @@ private:
     void setStarted(bool started);
 
     QString vaultRoot_;
-    ConfigService* config_ = nullptr;
-    DatabaseService* database_ = nullptr;
-    DaemonService* daemon_ = nullptr;
-    DaemonProcess* daemonProcess_ = nullptr;
-    AppStateStore* appState_ = nullptr;
-    ProcessingStore* processing_ = nullptr;
-    QuestionService* questions_ = nullptr;
+    VaultServices* services_ = nullptr;
     bool started_ = false;
     bool starting_ = false;
 };

@@ -1,0 +1,109 @@
+#include "runtime/VaultServices.h"
+
+#include <QFileInfo>
+
+#include "app/AppStateStore.h"
+#include "app/ConfigService.h"
+#include "app/Log.h"
+#include "app/VaultPaths.h"
+#include "daemon/DaemonProcess.h"
+#include "daemon/DaemonService.h"
+#include "daemon/ProcessingStore.h"
+#include "questions/QuestionService.h"
+#include "registry/DatabaseService.h"
+
+namespace mnemora {
+
+namespace {
+
+QCoro::Task<> finished() {
+    co_return;
+}
+
+} // namespace
+
+VaultServices::VaultServices(const std::optional<QString>& vaultRoot, QObject* parent)
+    : QObject(parent) {
+    // Each override is set right after its service is built, before anything can read.
+    config_ = new ConfigService(this);
+    const QString cacheFolder = vaultRoot ? VaultPaths::vaultCacheFolder(*vaultRoot) : QString();
+    if (vaultRoot) {
+        config_->setConfigURLOverride(VaultPaths::vaultConfigFile(*vaultRoot));
+    }
+    database_ = new DatabaseService(this);
+    daemon_ = new DaemonService(this);
+    daemonProcess_ = new DaemonProcess(this);
+    if (vaultRoot) {
+        database_->setCacheDirOverride(cacheFolder);
+        daemon_->setCacheDirOverride(cacheFolder);
+        daemonProcess_->setCacheDirOverride(cacheFolder);
+        daemonProcess_->setConfigDirOverride(QFileInfo(config_->fileURL()).absolutePath());
+        daemonProcess_->setLogNameSuffix(QFileInfo(cacheFolder).fileName());
+    }
+    appState_ = new AppStateStore(this);
+    processing_ = new ProcessingStore(this);
+    questions_ = new QuestionService(this);
+}
+
+VaultServices::~VaultServices() = default;
+
+StartupStep VaultServices::now(QString name, std::function<void()> action) {
+    return {std::move(name), [action = std::move(action)] {
+                action();
+                return finished();
+            }};
+}
+
+std::vector<StartupStep> VaultServices::startupSteps(const ExtraSteps& extra) {
+    std::vector<StartupStep> steps;
+    const auto add = [&](Slot slot) {
+        const auto [first, last] = extra.equal_range(slot);
+        for (auto it = first; it != last; ++it) {
+            steps.push_back(it->second);
+        }
+    };
+    steps.push_back(now(QStringLiteral("configuration loaded"), [this] {
+        config_->load();
+        if (!config_->lastError().isEmpty()) {
+            Log::line(QStringLiteral("Startup"), config_->lastError());
+        }
+    }));
+    // Services hold each other weakly; the references are set before any of them runs.
+    steps.push_back(now(QStringLiteral("services wired"), [this] {
+        database_->setConfig(config_);
+        daemon_->setConfig(config_);
+        daemonProcess_->setConfig(config_);
+    }));
+    add(Slot::afterWiring);
+    // Returns once the daemon is attached, or after the port wait; a slow daemon is waited for
+    // in the background.
+    steps.push_back({QStringLiteral("daemon"), [this] { return daemonProcess_->start(); },
+                     [this] { return daemonProcess_->mode().description(); }});
+    steps.push_back(
+        now(QStringLiteral("daemon clients wired"), [this] { processing_->setDaemon(daemon_); }));
+    add(Slot::afterDaemon);
+    // A missing index is normal until the daemon has built it.
+    steps.push_back({QStringLiteral("index opened"), [this] { return database_->open(); }});
+    steps.push_back(now(QStringLiteral("status polling"), [this] { daemon_->start(); }));
+    steps.push_back(now(QStringLiteral("event stream"), [this] { processing_->start(); }));
+    steps.push_back(
+        now(QStringLiteral("daemon watchdog"), [this] { daemonProcess_->startWatchdog(daemon_); }));
+    steps.push_back({QStringLiteral("open questions loaded"),
+                     [this] { return database_->loadOpenQuestions(); }});
+    add(Slot::afterOpenQuestions);
+    return steps;
+}
+
+QCoro::Task<> VaultServices::run(std::vector<StartupStep> steps, QPointer<QObject> owner,
+                                 std::function<void(const QString&)> ran) {
+    for (StartupStep& step : steps) {
+        QCoro::Task<> task = step.run();
+        co_await task;
+        if (!owner) {
+            co_return;
+        }
+        ran(step.outcome ? step.name + QStringLiteral(": ") + step.outcome() : step.name);
+    }
+}
+
+} // namespace mnemora

@@ -1,0 +1,84 @@
+#pragma once
+
+#include <QObject>
+#include <QPointer>
+#include <QString>
+
+#include <QCoroTask>
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <vector>
+
+namespace mnemora {
+
+class AppStateStore;
+class ConfigService;
+class DaemonProcess;
+class DaemonService;
+class DatabaseService;
+class ProcessingStore;
+class QuestionService;
+
+// One named step of a start-up. `run` returns the step's task; a step with nothing to await
+// returns a finished one. When `outcome` is set, the name that is reported once the step has run
+// is "{name}: {outcome}".
+struct StartupStep {
+    QString name;
+    std::function<QCoro::Task<>()> run;
+    std::function<QString()> outcome = {};
+};
+
+// The services every vault has, the primary one and each vault window's alike, and the one
+// ordered list of steps that brings them up. A composition root adds its own steps at the named
+// places of that list instead of keeping a copy of it.
+class VaultServices : public QObject {
+    Q_OBJECT
+
+public:
+    // The places in the shared order where a root puts steps of its own.
+    enum class Slot {
+        afterWiring,        // before the daemon: things that must work while it comes up
+        afterDaemon,        // the daemon is attached or being waited for
+        afterOpenQuestions, // everything shared is up
+    };
+    using ExtraSteps = std::multimap<Slot, StartupStep>;
+
+    // With a vault root, the services are a vault window's: their configuration, cache and log
+    // locations are that vault's, set before anything reads. Without one they serve the primary
+    // vault at the user's locations. Nothing touches the disk here.
+    explicit VaultServices(const std::optional<QString>& vaultRoot, QObject* parent = nullptr);
+    ~VaultServices() override;
+
+    ConfigService& config() const { return *config_; }
+    DatabaseService& database() const { return *database_; }
+    DaemonService& daemon() const { return *daemon_; }
+    DaemonProcess& daemonProcess() const { return *daemonProcess_; }
+    AppStateStore& appState() const { return *appState_; }
+    ProcessingStore& processing() const { return *processing_; }
+    QuestionService& questions() const { return *questions_; }
+
+    // The whole start-up order, the shared steps with `extra` at their places.
+    std::vector<StartupStep> startupSteps(const ExtraSteps& extra);
+
+    // Runs `steps` strictly in order: no step starts while an earlier one is pending. A step
+    // that fails leaves its error in its own service, and the next step runs. `ran` hears the
+    // name of each step once it has run. Ends early when `owner` goes away.
+    static QCoro::Task<> run(std::vector<StartupStep> steps, QPointer<QObject> owner,
+                             std::function<void(const QString&)> ran);
+
+    // A step with nothing to await.
+    static StartupStep now(QString name, std::function<void()> action);
+
+private:
+    ConfigService* config_ = nullptr;
+    DatabaseService* database_ = nullptr;
+    DaemonService* daemon_ = nullptr;
+    DaemonProcess* daemonProcess_ = nullptr;
+    AppStateStore* appState_ = nullptr;
+    ProcessingStore* processing_ = nullptr;
+    QuestionService* questions_ = nullptr;
+};
+
+} // namespace mnemora
