@@ -1,0 +1,76 @@
+#include "periodclose/LedgerNumber.h"
+
+#include <QHash>
+#include <QList>
+#include <QRegularExpression>
+#include <QStringList>
+
+namespace mnemora::LedgerNumber {
+
+namespace {
+
+bool isCurrencyCode(const QString& code) {
+    static const QRegularExpression letters(QStringLiteral("^[A-Za-z]{3}$"));
+    return letters.match(code).hasMatch();
+}
+
+// The symbol a currency is written with: the locale's own for its own currency, else the symbol
+// of a locale that uses it, one of the same language first ("$" beside English, "€" everywhere),
+// else the code itself.
+QString currencySymbol(const QString& code, const QLocale& locale) {
+    if (locale.currencySymbol(QLocale::CurrencyIsoCode) == code) {
+        return locale.currencySymbol(QLocale::CurrencySymbol);
+    }
+    static const QList<QLocale> all =
+        QLocale::matchingLocales(QLocale::AnyLanguage, QLocale::AnyScript, QLocale::AnyTerritory);
+    QString anySymbol;
+    for (const QLocale& other : all) {
+        if (other.currencySymbol(QLocale::CurrencyIsoCode) != code) {
+            continue;
+        }
+        const QString symbol = other.currencySymbol(QLocale::CurrencySymbol);
+        if (other.language() == locale.language() && !symbol.isEmpty()) {
+            return symbol;
+        }
+        if (anySymbol.isEmpty()) {
+            anySymbol = symbol;
+        }
+    }
+    return anySymbol.isEmpty() ? code : anySymbol;
+}
+
+} // namespace
+
+std::optional<double> parse(const QString& text) {
+    QString number = text;
+    number.remove(QLatin1Char(' '))
+        .remove(QChar(0x00A0))
+        .remove(QChar(0x202F))
+        .remove(QLatin1Char('\''));
+    if (number.contains(QLatin1Char('.'))) {
+        number.remove(QLatin1Char(','));
+    } else {
+        number.replace(QLatin1Char(','), QLatin1Char('.'));
+    }
+    static const QRegularExpression decimal(
+        QStringLiteral("^[+-]?(?:[0-9]+(?:\\.[0-9]*)?|\\.[0-9]+)(?:[eE][+-]?[0-9]+)?$"));
+    if (!decimal.match(number).hasMatch()) {
+        return std::nullopt;
+    }
+    return QLocale::c().toDouble(number);
+}
+
+std::optional<QString> display(const std::optional<QString>& amount,
+                               const std::optional<QString>& currency, const QLocale& locale) {
+    const QString value = amount.value_or(QString()).trimmed();
+    if (value.isEmpty()) {
+        return std::nullopt;
+    }
+    const QString code = currency.value_or(QString()).trimmed();
+    if (const std::optional<double> number = parse(value); number && isCurrencyCode(code)) {
+        return locale.toCurrencyString(*number, currencySymbol(code.toUpper(), locale), 2);
+    }
+    return code.isEmpty() ? value : value + QLatin1Char(' ') + code;
+}
+
+} // namespace mnemora::LedgerNumber
