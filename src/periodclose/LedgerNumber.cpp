@@ -5,6 +5,8 @@
 #include <QRegularExpression>
 #include <QStringList>
 
+#include <cmath>
+
 namespace mnemora::LedgerNumber {
 
 namespace {
@@ -68,7 +70,10 @@ std::optional<QString> display(const std::optional<QString>& amount,
     }
     const QString code = currency.value_or(QString()).trimmed();
     if (const std::optional<double> number = parse(value); number && isCurrencyCode(code)) {
-        return locale.toCurrencyString(*number, currencySymbol(code.toUpper(), locale), 2);
+        // Qt writes losses in accounting brackets; a ledger line shows its sign instead.
+        const QString money =
+            locale.toCurrencyString(std::abs(*number), currencySymbol(code.toUpper(), locale), 2);
+        return *number < 0 ? locale.negativeSign() + money : money;
     }
     return code.isEmpty() ? value : value + QLatin1Char(' ') + code;
 }

@@ -170,12 +170,26 @@ QString prepared(const QString& body) {
     return text;
 }
 
-QString inlineHtml(QString text) {
+// Each web address as a link to itself; a full stop or bracket after it stays outside.
+QString linked(const QString& text) {
     static const QRegularExpression link(QStringLiteral("https?://[^\\s<]*[^\\s<.,;:!?)\\]]"));
+    QString result;
+    qsizetype done = 0;
+    for (QRegularExpressionMatchIterator it = link.globalMatch(text); it.hasNext();) {
+        const QRegularExpressionMatch match = it.next();
+        const QString address = match.captured();
+        result += text.mid(done, match.capturedStart() - done) + QStringLiteral("<a href=\"") +
+                  address + QStringLiteral("\">") + address + QStringLiteral("</a>");
+        done = match.capturedEnd();
+    }
+    return result + text.mid(done);
+}
+
+QString inlineHtml(QString text) {
     text.replace(QLatin1Char('&'), QStringLiteral("&amp;"))
         .replace(QLatin1Char('<'), QStringLiteral("&lt;"))
         .replace(QLatin1Char('>'), QStringLiteral("&gt;"));
-    text.replace(link, QStringLiteral("<a href=\"\\0\">\\0</a>"));
+    text = linked(text);
     for (const Span& span : spans()) {
         text.replace(span.expression, span.open + QStringLiteral("\\1") + span.close);
     }

@@ -47,7 +47,6 @@ struct PeriodCloseMaterial {
 
     Standing standing() const;
     bool isKind(const QString& word) const { return kind == word; }
-    bool hasStatus(const char* word) const { return status == QLatin1String(word); }
 
     bool operator==(const PeriodCloseMaterial&) const = default;
 };
