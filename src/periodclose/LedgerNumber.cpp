@@ -1,7 +1,6 @@
 #include "periodclose/LedgerNumber.h"
 
 #include <QHash>
-#include <QList>
 #include <QRegularExpression>
 #include <QStringList>
 
@@ -16,29 +15,44 @@ bool isCurrencyCode(const QString& code) {
     return letters.match(code).hasMatch();
 }
 
+// The symbols of every currency some locale uses, by code: one per language, and the first met.
+struct CurrencySymbols {
+    QHash<QString, QHash<QLocale::Language, QString>> byLanguage;
+    QHash<QString, QString> first;
+};
+
+const CurrencySymbols& currencySymbols() {
+    static const CurrencySymbols table = [] {
+        CurrencySymbols symbols;
+        for (const QLocale& locale : QLocale::matchingLocales(
+                 QLocale::AnyLanguage, QLocale::AnyScript, QLocale::AnyTerritory)) {
+            const QString code = locale.currencySymbol(QLocale::CurrencyIsoCode);
+            const QString symbol = locale.currencySymbol(QLocale::CurrencySymbol);
+            if (code.isEmpty() || symbol.isEmpty()) {
+                continue;
+            }
+            QHash<QLocale::Language, QString>& byLanguage = symbols.byLanguage[code];
+            byLanguage.insert(locale.language(), byLanguage.value(locale.language(), symbol));
+            symbols.first.insert(code, symbols.first.value(code, symbol));
+        }
+        return symbols;
+    }();
+    return table;
+}
+
 // The symbol a currency is written with: the locale's own for its own currency, else the symbol
-// of a locale that uses it, one of the same language first ("$" beside English, "€" everywhere),
-// else the code itself.
+// a locale of the same language uses for it ("$" beside English), else any locale's ("€"), else
+// the code itself.
 QString currencySymbol(const QString& code, const QLocale& locale) {
     if (locale.currencySymbol(QLocale::CurrencyIsoCode) == code) {
         return locale.currencySymbol(QLocale::CurrencySymbol);
     }
-    static const QList<QLocale> all =
-        QLocale::matchingLocales(QLocale::AnyLanguage, QLocale::AnyScript, QLocale::AnyTerritory);
-    QString anySymbol;
-    for (const QLocale& other : all) {
-        if (other.currencySymbol(QLocale::CurrencyIsoCode) != code) {
-            continue;
-        }
-        const QString symbol = other.currencySymbol(QLocale::CurrencySymbol);
-        if (other.language() == locale.language() && !symbol.isEmpty()) {
-            return symbol;
-        }
-        if (anySymbol.isEmpty()) {
-            anySymbol = symbol;
-        }
+    const CurrencySymbols& symbols = currencySymbols();
+    const QString sameLanguage = symbols.byLanguage.value(code).value(locale.language());
+    if (!sameLanguage.isEmpty()) {
+        return sameLanguage;
     }
-    return anySymbol.isEmpty() ? code : anySymbol;
+    return symbols.first.value(code, code);
 }
 
 } // namespace

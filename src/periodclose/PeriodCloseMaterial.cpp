@@ -20,7 +20,7 @@ PeriodCloseMaterial::Standing PeriodCloseMaterial::standing() const {
           QStringLiteral("na")},
          Standing::nothingToGather},
     };
-    if (!status) {
+    if (!status || status->isEmpty()) {
         return Standing::toGather;
     }
     for (const auto& row : table) {
