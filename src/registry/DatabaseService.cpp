@@ -118,23 +118,15 @@ void DatabaseService::setOpen(bool open) {
 QCoro::Task<> DatabaseService::open() {
     const QString path = indexPath();
     QDir().mkpath(QFileInfo(path).absolutePath()); // best effort; the daemon makes it too
-    if (!QFileInfo::exists(path)) {
-        // The daemon has not built the index yet.
-        pool_.reset();
-        setOpen(false);
-        setLastError({});
-        co_return;
-    }
-    try {
-        pool_ = std::make_shared<ReadPool>(path);
-    } catch (const std::exception& error) {
-        pool_.reset();
-        setLastError(QStringLiteral("Failed to open registry index: ") +
-                     QString::fromUtf8(error.what()));
+    ReadPool::Result<std::shared_ptr<ReadPool>> opened = ReadPool::openIfExists(path);
+    pool_ = opened.value.value_or(nullptr);
+    if (!opened.error.isEmpty()) {
+        setLastError(QStringLiteral("Failed to open registry index: ") + opened.error);
         setOpen(false);
         co_return;
     }
-    setOpen(true);
+    // With no file the daemon has not built the index yet: closed, but no error.
+    setOpen(pool_ != nullptr);
     setLastError({});
 }
 

@@ -15,6 +15,7 @@
 
 #include "app/ConfigService.h"
 #include "registry/IdentityScope.h"
+#include "registry/IndexQuery.h"
 #include "registry/Question.h"
 #include "registry/ReadPool.h"
 #include "registry/RegistryItem.h"
@@ -147,20 +148,11 @@ public:
     // connection off the main thread, and a failure sets "{word}: {error}" and gives `empty`.
     template <typename T>
     QCoro::Task<T> query(QString word, std::function<T(SQLite::Database&)> block, T empty = T{}) {
-        if (!pool_) {
-            co_return empty;
-        }
-        QPointer<DatabaseService> self(this);
-        std::shared_ptr<ReadPool> pool = pool_; // kept alive across the wait
-        ReadPool::Result<T> result = co_await pool->read<T>(std::move(block));
-        if (!self) {
-            co_return empty;
-        }
-        if (!result.value) {
-            setLastError(word + QStringLiteral(": ") + result.error);
-            co_return empty;
-        }
-        co_return std::move(*result.value);
+        QCoro::Task<std::optional<T>> reading =
+            readIndex<T>(pool_, this, std::move(word), std::move(block),
+                         [this](const QString& error) { setLastError(error); });
+        std::optional<T> value = co_await std::move(reading);
+        co_return value ? std::move(*value) : std::move(empty);
     }
 
 signals:

@@ -1,5 +1,7 @@
 #include "registry/ReadPool.h"
 
+#include <QFileInfo>
+
 #include <SQLiteCpp/Statement.h>
 
 namespace mnemora {
@@ -13,6 +15,19 @@ ReadPool::ReadPool(const QString& path, int maxReaders)
     SQLite::Statement probe(*first, "SELECT count(*) FROM sqlite_master");
     probe.executeStep();
     idle_.push_back(std::move(first));
+}
+
+ReadPool::Result<std::shared_ptr<ReadPool>> ReadPool::openIfExists(const QString& path) {
+    Result<std::shared_ptr<ReadPool>> result;
+    if (!QFileInfo::exists(path)) {
+        return result;
+    }
+    try {
+        result.value = std::make_shared<ReadPool>(path);
+    } catch (const std::exception& error) {
+        result.error = QString::fromUtf8(error.what());
+    }
+    return result;
 }
 
 ReadPool::~ReadPool() {

@@ -30,6 +30,10 @@ public:
 
     // Opens the file read-only and checks that it is a database. Throws std::exception on failure.
     explicit ReadPool(const QString& path, int maxReaders = 4);
+
+    // The pool on `path` when the daemon has built the file. No pool and no error when the file
+    // does not exist yet, which is a normal state; no pool and the reason when it cannot be opened.
+    static Result<std::shared_ptr<ReadPool>> openIfExists(const QString& path);
     ~ReadPool();
 
     ReadPool(const ReadPool&) = delete;

@@ -88,6 +88,10 @@ std::optional<bool> RowReader::flag(const char* column) const {
     return *value != 0;
 }
 
+std::optional<QDateTime> RowReader::parseDate(const QString& text) {
+    return dateFromText(text);
+}
+
 std::optional<QDateTime> RowReader::date(const char* column) const {
     const SQLite::Column value = this->column(column);
     if (value.isInteger()) {

@@ -25,6 +25,10 @@ public:
     // Seconds since 1970 as a number, or an ISO 8601 or SQLite date text; anything else is none.
     std::optional<QDateTime> date(const char* column) const;
 
+    // The date reading of a text, for dates that the daemon writes into files as it writes them
+    // into the index: seconds since 1970, or ISO 8601 or SQLite's form, zoneless meaning UTC.
+    static std::optional<QDateTime> parseDate(const QString& text);
+
 private:
     SQLite::Column column(const char* name) const;
 

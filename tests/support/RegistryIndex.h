@@ -15,8 +15,8 @@
 
 namespace mnemora::test {
 
-// The daemon's side of an index, built by a test: the two tables with the columns the client
-// reads, written through a read-write connection in write-ahead-log mode.
+// The daemon's side of an index, built by a test: the tables with the columns the client reads,
+// written through a read-write connection in write-ahead-log mode.
 class RegistryIndex {
 public:
     using Row = std::initializer_list<std::pair<const char*, QVariant>>;
@@ -40,12 +40,22 @@ public:
                   "file_path TEXT, date_start TEXT, date_end TEXT, asset_count INTEGER, "
                   "best_photo_uuid TEXT, identity_id TEXT, is_me INTEGER, confidence REAL, "
                   "related_people TEXT)");
+        db_->exec("CREATE TABLE period_close_runs (books TEXT, period TEXT, phase TEXT, steps "
+                  "TEXT, current_activity TEXT, status TEXT, accountant TEXT, started_at TEXT, "
+                  "updated_at TEXT, closed_via TEXT)");
+        db_->exec("CREATE TABLE period_close_materials (books TEXT, period TEXT, line_key TEXT, "
+                  "kind TEXT, sort_order INTEGER, date TEXT, vendor TEXT, amount REAL, currency "
+                  "TEXT, category TEXT, receipt_path TEXT, staged_as TEXT, confidence TEXT, status "
+                  "TEXT, question_slug TEXT, label TEXT, source TEXT, detail TEXT, why TEXT, "
+                  "photo_uuid TEXT, instrument TEXT, allocation TEXT)");
     }
 
     SQLite::Database& db() { return *db_; }
 
     void item(Row row) { insert("registry_items", row); }
     void entity(Row row) { insert("entities", row); }
+    void run(Row row) { insert("period_close_runs", row); }
+    void material(Row row) { insert("period_close_materials", row); }
 
 private:
     void insert(const char* table, Row row) {
@@ -65,6 +75,8 @@ private:
                 insert.bind(index++, static_cast<int64_t>(value.toLongLong()));
             } else if (value.typeId() == QMetaType::Double) {
                 insert.bind(index++, value.toDouble());
+            } else if (value.typeId() == QMetaType::QByteArray) {
+                insert.bind(index++, value.toByteArray().toStdString()); // bytes as they are
             } else {
                 insert.bind(index++, value.toString().toStdString());
             }
