@@ -8,18 +8,12 @@
 
 #include <memory>
 
+#include "runtime/VaultServices.h"
+
 namespace mnemora {
 
 class AppDelegate;
-class AppStateStore;
-class ConfigService;
-class DaemonProcess;
-class DaemonService;
-class DatabaseService;
-class ProcessingStore;
-class QuestionService;
 class UserDefaults;
-class VaultServices;
 
 // The composition root of the primary vault. It owns that vault's services for the life of the
 // process, wires them, and brings them up in one strict order on the main thread: no step starts

@@ -5,16 +5,9 @@
 
 #include <QCoroTask>
 
-namespace mnemora {
+#include "runtime/VaultServices.h"
 
-class AppStateStore;
-class ConfigService;
-class DaemonProcess;
-class DaemonService;
-class DatabaseService;
-class ProcessingStore;
-class QuestionService;
-class VaultServices;
+namespace mnemora {
 
 // The private stack of one vault opened in its own window: its configuration, daemon, index
 // reader, window state and question files. It shares nothing mutable with the primary vault or
