@@ -3,9 +3,12 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QHostAddress>
 #include <QProcess>
 #include <QProcessEnvironment>
+#include <QTcpSocket>
 
+#include <QCoroAbstractSocket>
 #include <QCoroTimer>
 
 #include <unistd.h>
@@ -32,6 +35,19 @@ void log(const QString& message) {
 
 // The tail is read from the end of the log, which is appended to forever.
 constexpr qint64 kLogTailWindow = 1 << 20;
+
+// After SIGKILL a process only has to be reaped.
+constexpr int kReapLimitMs = 1'000;
+
+// Whether something listens on the loopback port, whatever it answers.
+QCoro::Task<bool> portAcceptsConnections(int port, std::chrono::milliseconds timeout) {
+    QTcpSocket socket;
+    socket.connectToHost(QHostAddress(QHostAddress::LocalHost), static_cast<quint16>(port));
+    auto awaitable = qCoro(socket);
+    QCoro::Task<bool> connecting = awaitable.waitForConnected(timeout);
+    const bool connected = co_await connecting;
+    co_return connected;
+}
 
 } // namespace
 
@@ -159,7 +175,8 @@ QCoro::Task<> DaemonProcess::start() {
     QPointer<DaemonProcess> self(this);
     setBinaryPath(resolveBinary());
 
-    const std::optional<AttachedDaemon> existing = co_await probeExisting();
+    QCoro::Task<std::optional<AttachedDaemon>> finding = findExisting();
+    const std::optional<AttachedDaemon> existing = co_await finding;
     if (!self) {
         co_return;
     }
@@ -172,7 +189,8 @@ QCoro::Task<> DaemonProcess::start() {
         attach(*existing);
         co_return;
     }
-    const bool gone = co_await terminateStale(existing->response.pid);
+    QCoro::Task<bool> terminating = terminateStale(existing->response);
+    const bool gone = co_await terminating;
     if (!self) {
         co_return;
     }
@@ -188,22 +206,57 @@ QCoro::Task<> DaemonProcess::start() {
     co_await spawnAndWait();
 }
 
-QCoro::Task<std::optional<AttachedDaemon>> DaemonProcess::probeExisting() {
+QCoro::Task<std::optional<AttachedDaemon>> DaemonProcess::findExisting() {
+    QPointer<DaemonProcess> self(this);
+    const auto began = std::chrono::steady_clock::now();
+    QCoro::Task<Probe> probing = probeExisting(timings_.probeTimeout);
+    Probe probe = co_await probing;
+    // A daemon too busy to answer /status quickly is still the vault's daemon: spawning another
+    // beside it would give the vault two, so it has until the start time-out to answer.
+    while (self && probe.busy) {
+        const auto waited = std::chrono::duration_cast<std::chrono::milliseconds>(
+            std::chrono::steady_clock::now() - began);
+        if (waited >= timings_.portWait) {
+            log(QStringLiteral("port %1 accepts connections but /status has not answered in %2 s "
+                               "— spawning our own")
+                    .arg(probe.port)
+                    .arg(timings_.portWait.count() / 1000.0));
+            co_return std::nullopt;
+        }
+        co_await QCoro::sleepFor(timings_.portPoll);
+        if (!self) {
+            co_return std::nullopt;
+        }
+        QCoro::Task<Probe> again = probeExisting(timings_.portWait - waited);
+        probe = co_await again;
+    }
+    co_return self ? probe.daemon : std::nullopt;
+}
+
+QCoro::Task<DaemonProcess::Probe> DaemonProcess::probeExisting(std::chrono::milliseconds timeout) {
     QPointer<DaemonProcess> self(this);
     const std::optional<int> port = PortFile::read(portFilePath());
     const std::optional<QUrl> base = DaemonHttp::baseUrl(port);
     if (!base) {
-        co_return std::nullopt;
+        co_return Probe{};
     }
-    const DaemonReply reply =
-        co_await DaemonHttp::send("GET", DaemonHttp::endpoint(*base, QStringLiteral("status")), {},
-                                  {}, timings_.probeTimeout);
-    if (!self || !reply.ok()) {
-        co_return std::nullopt;
+    QCoro::Task<DaemonReply> asking = DaemonHttp::send(
+        "GET", DaemonHttp::endpoint(*base, QStringLiteral("status")), {}, {}, timeout);
+    const DaemonReply reply = co_await asking;
+    if (!self) {
+        co_return Probe{};
+    }
+    if (reply.transportError) {
+        QCoro::Task<bool> connecting = portAcceptsConnections(*port, timings_.probeTimeout);
+        const bool accepts = co_await connecting;
+        co_return Probe{std::nullopt, accepts, *port};
+    }
+    if (!reply.ok()) {
+        co_return Probe{};
     }
     const std::optional<DaemonStatusResponse> response = SupervisionRules::decodeStatus(reply.body);
     if (!response) {
-        co_return std::nullopt;
+        co_return Probe{};
     }
     const std::optional<QString> expected = expectedVault();
     if (!SupervisionRules::servesExpectedVault(*response, expected)) {
@@ -211,9 +264,9 @@ QCoro::Task<std::optional<AttachedDaemon>> DaemonProcess::probeExisting() {
                            "spawning our own")
                 .arg(*port)
                 .arg(*response->vaultPath, *expected));
-        co_return std::nullopt;
+        co_return Probe{};
     }
-    co_return AttachedDaemon{*port, *response};
+    co_return Probe{AttachedDaemon{*port, *response}, false, *port};
 }
 
 BinaryVerdict DaemonProcess::compareBinary(const DaemonStatusResponse& response) const {
@@ -237,9 +290,15 @@ void DaemonProcess::attach(const AttachedDaemon& daemon) {
                 : Mode::attachedExternal());
 }
 
-QCoro::Task<bool> DaemonProcess::terminateStale(qint32 pid) {
+QCoro::Task<bool> DaemonProcess::terminateStale(DaemonStatusResponse response) {
     QPointer<DaemonProcess> self(this);
-    if (pid < 2 || !platform::Processes::terminate(pid)) {
+    const qint32 pid = response.pid;
+    // The pid is the daemon's own word, and by the time of a signal it may name another program.
+    const auto stillThatDaemon = [this, &response] {
+        return SupervisionRules::runsReportingDaemon(
+            platform::Processes::executableOf(response.pid), response, binaryNames());
+    };
+    if (pid < 2 || !stillThatDaemon() || !platform::Processes::terminate(pid)) {
         co_return false;
     }
     for (int attempt = 0; attempt < timings_.staleProbeAttempts; ++attempt) {
@@ -247,7 +306,8 @@ QCoro::Task<bool> DaemonProcess::terminateStale(qint32 pid) {
         if (!self) {
             co_return false;
         }
-        const bool present = (co_await probeExisting()).has_value();
+        QCoro::Task<Probe> probing = probeExisting(timings_.probeTimeout);
+        const bool present = (co_await probing).present();
         if (!self) {
             co_return false;
         }
@@ -255,12 +315,15 @@ QCoro::Task<bool> DaemonProcess::terminateStale(qint32 pid) {
             co_return true;
         }
     }
-    platform::Processes::forceKill(pid);
+    if (stillThatDaemon()) {
+        platform::Processes::forceKill(pid);
+    }
     co_await QCoro::sleepFor(timings_.killSettle);
     if (!self) {
         co_return false;
     }
-    co_return !(co_await probeExisting()).has_value();
+    QCoro::Task<Probe> probing = probeExisting(timings_.probeTimeout);
+    co_return !(co_await probing).present();
 }
 
 // ---- Spawn ----
@@ -304,6 +367,16 @@ QCoro::Task<> DaemonProcess::waitForPortInBackground(QPointer<DaemonProcess> sel
     }
 }
 
+QProcessEnvironment DaemonProcess::spawnEnvironment() const {
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("MNEMORA_BUNDLE_ID"), bundleIdentifier());
+    environment.insert(QStringLiteral("MNEMORA_APP_NAME"), appDisplayName());
+    if (!configDirOverride_.isEmpty()) {
+        environment.insert(QStringLiteral("MN_CONFIG_DIR"), configDirOverride_);
+    }
+    return environment;
+}
+
 std::variant<qint32, QString> DaemonProcess::spawn(const QString& binary) {
     const QString logPath = logFilePath();
     const QString logFolder = QFileInfo(logPath).absolutePath();
@@ -318,17 +391,10 @@ std::variant<qint32, QString> DaemonProcess::spawn(const QString& binary) {
         return error;
     }
 
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("MNEMORA_BUNDLE_ID"), bundleIdentifier());
-    environment.insert(QStringLiteral("MNEMORA_APP_NAME"), appDisplayName());
-    if (!configDirOverride_.isEmpty()) {
-        environment.insert(QStringLiteral("MN_CONFIG_DIR"), configDirOverride_);
-    }
-
     auto* process = new QProcess(this);
     process->setProgram(binary);
     process->setArguments({QStringLiteral("daemon")});
-    process->setProcessEnvironment(environment);
+    process->setProcessEnvironment(spawnEnvironment());
     process->setStandardInputFile(QProcess::nullDevice());
     process->setProcessChannelMode(QProcess::ForwardedChannels);
     const int logFd = logFile->handle();
@@ -362,25 +428,20 @@ std::variant<qint32, QString> DaemonProcess::spawn(const QString& binary) {
 QCoro::Task<bool> DaemonProcess::waitForPort(std::chrono::milliseconds timeout, bool openEnded,
                                              CancelToken token) {
     QPointer<DaemonProcess> self(this);
+    const QPointer<QProcess> waitedFor(child_);
     const auto began = std::chrono::steady_clock::now();
     while (true) {
         if (token.isCancelled()) {
             co_return false;
         }
-        const std::optional<int> port = PortFile::read(portFilePath());
-        const bool running = childRunning();
-        if (port) {
+        // The end of the child waited for is answered where it is noticed, when it finishes.
+        if (!waitedFor || child_ != waitedFor || !childRunning()) {
+            co_return true;
+        }
+        if (const std::optional<int> port = PortFile::read(portFilePath())) {
             setPort(port);
             setSlowToStart(false);
             childPortPending_ = false;
-            co_return true;
-        }
-        if (!running) {
-            setSlowToStart(false);
-            childPortPending_ = false;
-            setMode(Mode::failed(
-                QStringLiteral("Daemon exited before writing port file. Last log lines:\n") +
-                readLogTail()));
             co_return true;
         }
         if (!openEnded && std::chrono::steady_clock::now() - began > timeout) {
@@ -480,7 +541,19 @@ QCoro::Task<> DaemonProcess::stop() {
 }
 
 QCoro::Task<> DaemonProcess::restart() {
-    if (mode_.is(Mode::Kind::attachedExternal)) {
+    QPointer<DaemonProcess> self(this);
+    bool external = mode_.is(Mode::Kind::attachedExternal);
+    if (mode_.is(Mode::Kind::failed)) {
+        // A daemon we did not start is never stopped by us, however often the user asks: one
+        // still serving the vault after an earlier refusal is refused again.
+        QCoro::Task<std::optional<AttachedDaemon>> finding = findExisting();
+        const std::optional<AttachedDaemon> existing = co_await finding;
+        if (!self) {
+            co_return;
+        }
+        external = existing && !SupervisionRules::comesFromBundle(existing->response.binaryPath);
+    }
+    if (external) {
         setMode(Mode::failed(QStringLiteral(
             "Cannot restart an externally-managed daemon (LaunchAgent / dev cargo run). Stop it "
             "yourself and relaunch the app.")));
@@ -496,7 +569,13 @@ void DaemonProcess::stopBlocking() {
     // The exit we cause here is not a crash to answer with a respawn.
     intentionalStop_ = true;
     child_->terminate();
-    child_->waitForFinished(-1);
+    // Quit must end even when the daemon ignores SIGTERM, so the wait is bounded and our own child
+    // is killed after it.
+    if (!child_->waitForFinished(static_cast<int>(timings_.blockingStopLimit.count()))) {
+        log(QStringLiteral("daemon did not stop within 10 s — killed"));
+        child_->kill();
+        child_->waitForFinished(kReapLimitMs);
+    }
     clearChild();
     closeLog();
 }
@@ -521,21 +600,37 @@ QCoro::Task<> DaemonProcess::replaceDaemon() {
 
 QCoro::Task<> DaemonProcess::sweepOrphans() {
     QPointer<DaemonProcess> self(this);
-    // Deliberately broad: every daemon of our names on the machine goes, other vaults' included,
-    // so that no orphan holds on to the files the new daemon needs.
-    for (const QString& name : binaryNames()) {
-        const std::optional<QList<qint32>> pids =
-            co_await platform::Processes::matchingCommandLine(name + QStringLiteral(" daemon"));
+    const QStringList names = binaryNames();
+    const QProcessEnvironment environment = spawnEnvironment();
+    QHash<QString, QString> ours;
+    for (const char* variable : SupervisionRules::vaultIdentityVariables) {
+        const QString name = QLatin1String(variable);
+        if (environment.contains(name)) {
+            ours.insert(name, environment.value(name));
+        }
+    }
+    for (const QString& name : names) {
+        QCoro::Task<std::optional<QList<qint32>>> finding =
+            platform::Processes::matchingCommandLine(name + QStringLiteral(" daemon"));
+        const std::optional<QList<qint32>> pids = co_await finding;
         if (!self) {
             co_return;
         }
-        if (!pids) {
-            continue;
-        }
-        for (const qint32 pid : *pids) {
-            if (pid > 1) {
-                platform::Processes::forceKill(pid);
+        for (const qint32 pid : pids.value_or(QList<qint32>())) {
+            if (pid < 2) {
+                continue;
             }
+            // Only a daemon proven to be this vault's goes: stopping another vault's would leave
+            // its supervisor respawning it, and the two would drive each other into a crash loop.
+            const SupervisionRules::ProcessFacts facts{platform::Processes::executableOf(pid),
+                                                       platform::Processes::environmentOf(pid)};
+            if (!SupervisionRules::isOwnVaultDaemon(facts, names, ours)) {
+                log(QStringLiteral("orphan sweep leaves pid %1 alone: not proven to be this "
+                                   "vault's daemon")
+                        .arg(pid));
+                continue;
+            }
+            platform::Processes::forceKill(pid);
         }
     }
 }
@@ -546,13 +641,19 @@ void DaemonProcess::onChildFinished(QProcess* process, int status) {
     if (process != child_ || intentionalStop_ || !mode_.is(Mode::Kind::spawnedChild)) {
         return;
     }
-    // A child that dies before publishing its port never came up: the port wait reports it with
-    // the log's last lines rather than retrying blind.
-    if (childPortPending_) {
+    const bool beforePort = childPortPending_;
+    clearChild();
+    if (!beforePort) {
+        respawn(QStringLiteral("daemon exited unexpectedly (status %1)").arg(status));
         return;
     }
-    clearChild();
-    respawn(QStringLiteral("daemon exited unexpectedly (status %1)").arg(status));
+    // A daemon that failed once at start-up must come back by itself, so a death before the port
+    // is a crash under the same respawn budget; until the retry its last words are the failure.
+    setSlowToStart(false);
+    setMode(
+        Mode::failed(QStringLiteral("Daemon exited before writing port file. Last log lines:\n") +
+                     readLogTail()));
+    respawn(QStringLiteral("daemon exited before writing its port file (status %1)").arg(status));
 }
 
 void DaemonProcess::startWatchdog(DaemonService* service) {
@@ -581,7 +682,6 @@ std::optional<QString> DaemonProcess::evaluate(const DaemonStatus& status) {
     facts.crashLoopPausedAt = crashLoopPausedAt_;
     facts.respawnInFlight = respawnInFlight_;
     facts.intentionalStop = intentionalStop_;
-    facts.slowToStart = slowToStart_;
     if (child_ != nullptr) {
         facts.childRunning = childRunning();
     }

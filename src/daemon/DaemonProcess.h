@@ -20,6 +20,7 @@
 
 class QFile;
 class QProcess;
+class QProcessEnvironment;
 
 namespace mnemora {
 
@@ -51,7 +52,8 @@ public:
         int staleProbeAttempts = 10;
         std::chrono::milliseconds stopPoll{200}; // after SIGTERM to our child
         int stopPollAttempts = 15;
-        std::chrono::milliseconds killSettle{300};    // after SIGKILL
+        std::chrono::milliseconds killSettle{300};           // after SIGKILL
+        std::chrono::milliseconds blockingStopLimit{10'000}; // of the stop at quit
         std::chrono::milliseconds respawnSettle{400}; // before a spawn that replaces a daemon
         std::chrono::milliseconds watchdogInterval{5'000};
         std::chrono::milliseconds backoffUnit{1'000}; // one second of respawn backoff
@@ -113,7 +115,8 @@ public:
     QCoro::Task<> stop();
     // The user's restart.
     QCoro::Task<> restart();
-    // For termination: stops a running child and blocks until it has gone.
+    // For termination: stops a running child and blocks until it has gone, killing it after
+    // `blockingStopLimit`.
     void stopBlocking();
     // Watches the daemon through `service`'s polled status.
     void startWatchdog(DaemonService* service);
@@ -122,7 +125,7 @@ public:
     std::optional<QString> evaluate(const DaemonStatus& status);
     // Replaces the daemon after a backoff, within the respawn budget.
     QCoro::Task<> respawn(QString reason);
-    // Stops everything of ours and of our brand, then starts afresh.
+    // Stops our daemon and the orphans proven to be this vault's, then starts afresh.
     QCoro::Task<> replaceDaemon();
 
 signals:
@@ -138,8 +141,18 @@ private:
     void setSlowToStart(bool slow);
     TimePoint now() const;
 
-    QCoro::Task<std::optional<AttachedDaemon>> probeExisting();
-    QCoro::Task<bool> terminateStale(qint32 pid);
+    // What a probe of the port file's port found.
+    struct Probe {
+        std::optional<AttachedDaemon> daemon;
+        bool busy = false; // the port accepts connections but /status did not answer in time
+        int port = 0;
+        bool present() const { return daemon || busy; }
+    };
+    QCoro::Task<Probe> probeExisting(std::chrono::milliseconds timeout);
+    // Probes, and gives a daemon that accepts connections but answers slowly until the start
+    // time-out to answer.
+    QCoro::Task<std::optional<AttachedDaemon>> findExisting();
+    QCoro::Task<bool> terminateStale(DaemonStatusResponse response);
     BinaryVerdict compareBinary(const DaemonStatusResponse& response) const;
     void attach(const AttachedDaemon& daemon);
     QCoro::Task<> spawnAndWait();
@@ -152,6 +165,8 @@ private:
     // The shared first half of `stop` and `replaceDaemon`.
     QCoro::Task<> stopOnPurpose();
     QCoro::Task<> sweepOrphans();
+    // The environment of a daemon we spawn: ours, with the daemon's own variables over it.
+    QProcessEnvironment spawnEnvironment() const;
     void onChildFinished(QProcess* process, int status);
     void clearChild();
     void closeLog();

@@ -5,56 +5,13 @@
 
 #include <QCoroNetworkReply>
 
+#include "daemon/EventLineSplitter.h"
+
 namespace mnemora {
 
 struct EventStreamReader::State {
     QPointer<QNetworkReply> reply;
 };
-
-namespace {
-
-// Splits what arrives into lines, keeping a partial line until its end comes.
-class LineSplitter {
-public:
-    // Gives each complete line of `bytes` to `handler` until it says stop; false from then on.
-    bool feed(const QByteArray& bytes, const EventStreamReader::Handler& handler) {
-        if (stopped_) {
-            return false;
-        }
-        pending_ += bytes;
-        qsizetype start = 0;
-        while (!stopped_) {
-            const qsizetype end = pending_.indexOf('\n', start);
-            if (end < 0) {
-                break;
-            }
-            deliver(QByteArrayView(pending_).sliced(start, end - start), handler);
-            start = end + 1;
-        }
-        pending_.remove(0, start);
-        return !stopped_;
-    }
-
-    // The last line of a stream may come without its line feed.
-    void finish(const EventStreamReader::Handler& handler) {
-        if (!stopped_ && !pending_.isEmpty()) {
-            deliver(pending_, handler);
-            pending_.clear();
-        }
-    }
-
-private:
-    void deliver(QByteArrayView line, const EventStreamReader::Handler& handler) {
-        if (const auto object = EventStreamReader::parseLine(line)) {
-            stopped_ = handler(*object) == EventStreamReader::Next::stop;
-        }
-    }
-
-    QByteArray pending_;
-    bool stopped_ = false;
-};
-
-} // namespace
 
 std::optional<QJsonObject> EventStreamReader::parseLine(QByteArrayView line) {
     if (!line.startsWith("data:")) {
@@ -100,14 +57,18 @@ QCoro::Task<HttpReply> EventStreamReader::readWith(std::shared_ptr<State> state,
                                               request.contentType, request.timeout,
                                               "text/event-stream"));
     state->reply = reply.get();
-    auto splitter = std::make_shared<LineSplitter>();
+    auto splitter = std::make_shared<EventLineSplitter>();
+    const EventLineSplitter::LineHandler onLine = [handler](QByteArrayView line) {
+        const std::optional<QJsonObject> object = parseLine(line);
+        return !object || handler(*object) == Next::keepReading;
+    };
     QNetworkReply* raw = reply.get();
     // Lines are handed on as they arrive; a refusal's body stays in the reply for its error.
-    QObject::connect(raw, &QNetworkReply::readyRead, raw, [raw, splitter, handler] {
+    QObject::connect(raw, &QNetworkReply::readyRead, raw, [raw, splitter, onLine] {
         if (raw->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() != 200) {
             return;
         }
-        if (!splitter->feed(raw->readAll(), handler)) {
+        if (!splitter->feed(raw->readAll(), onLine)) {
             QObject::disconnect(raw, &QNetworkReply::readyRead, nullptr, nullptr);
             raw->abort();
         }
@@ -116,8 +77,8 @@ QCoro::Task<HttpReply> EventStreamReader::readWith(std::shared_ptr<State> state,
     HttpReply outcome = Network::outcome(*reply);
     if (outcome.httpStatus == 200) {
         // The stream's end is its last line's end.
-        splitter->feed(outcome.body, handler);
-        splitter->finish(handler);
+        splitter->feed(outcome.body, onLine);
+        splitter->finish(onLine);
         outcome.body.clear();
     }
     if (state->reply == raw) {

@@ -264,6 +264,9 @@ void ProcessingStore::flushStatus() {
         statusByPath_.insert(it.key(), std::move(it.value()));
     }
     pendingByPath_.clear();
+    // A file the daemon dropped mid-way never reports its end, even while the stream stays open;
+    // each merge also lets go of what has been stuck long enough.
+    statusByPath_ = withoutStale(std::move(statusByPath_), now(), timings_.staleAfter);
     QList<AssetStatusEvent> recent;
     recent.reserve(maxRecent);
     for (auto it = pendingRecent_.crbegin(); it != pendingRecent_.crend(); ++it) {

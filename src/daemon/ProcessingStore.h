@@ -54,7 +54,7 @@ public:
 
     struct Timings {
         std::chrono::milliseconds reconnectDelay{2'000};
-        std::chrono::milliseconds staleAfter{60'000}; // of a "processing" entry, at a reconnect
+        std::chrono::milliseconds staleAfter{60'000}; // of a "processing" entry
         std::chrono::milliseconds statusWindow{100};
         std::chrono::milliseconds indexTickWindow{400};
     };

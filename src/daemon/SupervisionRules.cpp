@@ -35,6 +35,15 @@ bool optionalString(const QJsonObject& object, const char* key, std::optional<QS
     return true;
 }
 
+// Two names of one file: equal once standardised, or once links are resolved.
+bool sameFile(const QString& first, const QString& second) {
+    if (standardisedPath(first) == standardisedPath(second)) {
+        return true;
+    }
+    const QString canonical = QFileInfo(first).canonicalFilePath();
+    return !canonical.isEmpty() && canonical == QFileInfo(second).canonicalFilePath();
+}
+
 } // namespace
 
 std::optional<qint64> jsonInteger(const QJsonValue& value) {
@@ -175,6 +184,34 @@ bool comesFromBundle(const std::optional<QString>& binaryPath) {
     return platform::BundleInfo::isBundleFolder(QFileInfo(*binaryPath).absolutePath());
 }
 
+bool isOwnVaultDaemon(const ProcessFacts& process, const QStringList& names,
+                      const QHash<QString, QString>& spawnEnvironment) {
+    if (!process.executable || !process.environment ||
+        !names.contains(QFileInfo(*process.executable).fileName()) ||
+        !comesFromBundle(process.executable)) {
+        return false;
+    }
+    for (const char* variable : vaultIdentityVariables) {
+        const QString name = QLatin1String(variable);
+        if (process.environment->contains(name) != spawnEnvironment.contains(name) ||
+            process.environment->value(name) != spawnEnvironment.value(name)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+bool runsReportingDaemon(const std::optional<QString>& executable,
+                         const DaemonStatusResponse& response, const QStringList& names) {
+    if (!executable) {
+        return false;
+    }
+    if (response.binaryPath) {
+        return sameFile(*executable, *response.binaryPath);
+    }
+    return names.contains(QFileInfo(*executable).fileName());
+}
+
 QString logTail(const QByteArray& logBytes) {
     const QString empty = QStringLiteral("(log empty)");
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
@@ -210,9 +247,10 @@ WatchdogVerdict evaluate(const WatchdogFacts& facts, const DaemonStatus& status,
                 true};
     }
     // Nothing to watch, or someone is already acting; a paused crash loop sits here as `failed`.
+    // A child still without its port after the start time-out is not waited for here: it is
+    // counted below like a wedged listener, so that one that never writes its port is replaced.
     if (facts.mode.is(Kind::failed) || facts.mode.is(Kind::notStarted) ||
-        facts.mode.is(Kind::attachedExternal) || facts.respawnInFlight || facts.intentionalStop ||
-        facts.slowToStart) {
+        facts.mode.is(Kind::attachedExternal) || facts.respawnInFlight || facts.intentionalStop) {
         return standDown();
     }
     if (facts.mode.is(Kind::spawnedChild) && facts.childRunning == false) {

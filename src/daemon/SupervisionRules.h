@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QDateTime>
+#include <QHash>
 #include <QJsonValue>
 #include <QList>
 #include <QString>
@@ -84,6 +85,29 @@ BinaryVerdict compareBinary(const std::optional<QString>& inAppBinary,
 // Whether a daemon's executable came from an application bundle: its folder holds an Info.json.
 bool comesFromBundle(const std::optional<QString>& binaryPath);
 
+// What the system tells of a running process; absent where it cannot be read.
+struct ProcessFacts {
+    std::optional<QString> executable;
+    std::optional<QHash<QString, QString>> environment;
+};
+
+// The variables that decide which vault a daemon serves and where it publishes its port.
+inline constexpr const char* vaultIdentityVariables[] = {"MNEMORA_BUNDLE_ID", "MN_CONFIG_DIR",
+                                                         "HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME"};
+
+// Whether a process found by its command line is a daemon of this supervisor's vault, which the
+// orphan sweep may stop: it runs one of `names` from an application bundle and was started with
+// the same vault identity as the daemons we spawn (`spawnEnvironment`). Another vault's or
+// another application's daemon, an externally managed one, and anything that cannot be read are
+// left alone.
+bool isOwnVaultDaemon(const ProcessFacts& process, const QStringList& names,
+                      const QHash<QString, QString>& spawnEnvironment);
+
+// Whether the process with the pid a daemon reported still runs that daemon: its executable is
+// the reported `binary_path`, or, with none reported, one of `names`.
+bool runsReportingDaemon(const std::optional<QString>& executable,
+                         const DaemonStatusResponse& response, const QStringList& names);
+
 // The last 30 non-empty lines of a log, joined with line feeds; "(log empty)" when the bytes are
 // no UTF-8 text or no line is left.
 QString logTail(const QByteArray& logBytes);
@@ -94,7 +118,6 @@ struct WatchdogFacts {
     std::optional<TimePoint> crashLoopPausedAt;
     bool respawnInFlight = false;
     bool intentionalStop = false;
-    bool slowToStart = false;
     std::optional<bool> childRunning; // absent when no child is held
     bool pidAlive = false;            // `kill(pid, 0)` for an adopted daemon
 };

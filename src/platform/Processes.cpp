@@ -4,9 +4,14 @@
 
 #include <QCoroProcess>
 
+#include <QFile>
+
+#include <cerrno>
 #include <csignal>
+#include <fcntl.h>
 #include <memory>
 #include <sys/types.h>
+#include <unistd.h>
 
 namespace mnemora::platform::Processes {
 
@@ -21,6 +26,40 @@ struct DeleteLater {
         }
     }
 };
+
+QString procPath(qint32 pid, const char* entry) {
+    return QStringLiteral("/proc/%1/%2").arg(pid).arg(QLatin1String(entry));
+}
+
+// A /proc file reports no size, so it is read to its end; absent when it cannot be read.
+std::optional<QByteArray> readProcFile(qint32 pid, const char* entry) {
+    if (pid < 1) {
+        return std::nullopt;
+    }
+    const int fd =
+        ::open(QFile::encodeName(procPath(pid, entry)).constData(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        return std::nullopt;
+    }
+    QByteArray bytes;
+    char buffer[4096];
+    while (true) {
+        const ssize_t count = ::read(fd, buffer, sizeof buffer);
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count < 0) {
+            ::close(fd);
+            return std::nullopt;
+        }
+        if (count == 0) {
+            break;
+        }
+        bytes.append(buffer, count);
+    }
+    ::close(fd);
+    return bytes;
+}
 
 } // namespace
 
@@ -46,6 +85,38 @@ QList<qint32> parsePidList(const QByteArray& output) {
         }
     }
     return pids;
+}
+
+std::optional<QString> executableOf(qint32 pid) {
+    if (pid < 1) {
+        return std::nullopt;
+    }
+    QString target = QFile::symLinkTarget(procPath(pid, "exe"));
+    if (target.isEmpty()) {
+        return std::nullopt;
+    }
+    // The kernel marks an executable replaced or removed since the start.
+    const QLatin1String deleted(" (deleted)");
+    if (target.endsWith(deleted)) {
+        target.chop(deleted.size());
+    }
+    return target;
+}
+
+std::optional<QHash<QString, QString>> environmentOf(qint32 pid) {
+    const std::optional<QByteArray> bytes = readProcFile(pid, "environ");
+    if (!bytes) {
+        return std::nullopt;
+    }
+    QHash<QString, QString> environment;
+    for (const QByteArray& entry : bytes->split('\0')) {
+        const qsizetype equals = entry.indexOf('=');
+        if (equals > 0) {
+            environment.insert(QString::fromLocal8Bit(entry.left(equals)),
+                               QString::fromLocal8Bit(entry.mid(equals + 1)));
+        }
+    }
+    return environment;
 }
 
 QCoro::Task<std::optional<QList<qint32>>> matchingCommandLine(QString pattern) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QHash>
 #include <QList>
 #include <QString>
 
@@ -25,5 +26,13 @@ QCoro::Task<std::optional<QList<qint32>>> matchingCommandLine(QString pattern);
 
 // pgrep's output: one id a line, trimmed; lines that are no 32-bit integer are skipped.
 QList<qint32> parsePidList(const QByteArray& output);
+
+// The executable a process runs. An executable replaced on disk since the process started still
+// reads as its path. Absent when the process is gone or not ours to look at.
+std::optional<QString> executableOf(qint32 pid);
+
+// The environment a process was started with. Absent when the process is gone or not ours to
+// look at.
+std::optional<QHash<QString, QString>> environmentOf(qint32 pid);
 
 } // namespace mnemora::platform::Processes

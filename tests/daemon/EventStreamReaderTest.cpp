@@ -2,9 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include "daemon/EventLineSplitter.h"
 #include "daemon/EventStreamReader.h"
 #include "support/EventLoop.h"
 #include "support/HttpServer.h"
+#include "support/StdoutCapture.h"
 
 namespace mnemora {
 namespace {
@@ -37,6 +39,50 @@ TEST(EventStreamReader, OnlyDataLinesWithAJsonObjectCount) {
     for (const auto& c : cases) {
         EXPECT_EQ(EventStreamReader::parseLine(c.line), c.expected) << c.line.constData();
     }
+}
+
+TEST(EventLineSplitter, EndsLinesAtCrLfOrCrlfAndDropsLinesOverItsLimit) {
+    const struct {
+        QList<QByteArray> chunks;
+        QList<QByteArray> lines;
+    } cases[] = {
+        {{"a\nb\rc\r\nd"}, {"a", "b", "c", "d"}},
+        {{"a\r", "\nb\n"}, {"a", "b"}}, // a CRLF cut in two is one line end
+        {{"a\r", "", "\nb"}, {"a", "b"}},
+        {{"a\r", "\r\n"}, {"a", ""}},
+        {{"\r\n\n\r"}, {"", "", ""}},
+        {{"da", "ta", ": x\r"}, {"data: x"}},
+        {{"12345678\n"}, {"12345678"}}, // at the limit
+        {{"123456789\nok\n"}, {"ok"}},
+        {{"12345", "6789", "0\r", "\nok"}, {"ok"}},
+        {{"12345", "6789\nok"}, {"ok"}},
+    };
+    for (const auto& c : cases) {
+        EventLineSplitter splitter(8);
+        QList<QByteArray> lines;
+        const EventLineSplitter::LineHandler collect = [&](QByteArrayView line) {
+            lines << line.toByteArray();
+            return true;
+        };
+        for (const QByteArray& chunk : c.chunks) {
+            EXPECT_TRUE(splitter.feed(chunk, collect));
+            EXPECT_LE(splitter.buffered(), 8);
+        }
+        splitter.finish(collect);
+        EXPECT_EQ(lines, c.lines) << c.chunks.join('|').toStdString();
+    }
+}
+
+TEST(EventLineSplitter, SaysOnceWhenItDropsALine) {
+    EventLineSplitter splitter(4);
+    test::StdoutCapture output;
+    const EventLineSplitter::LineHandler ignore = [](QByteArrayView) { return true; };
+    for (const char* chunk : {"12", "345", "6789", "\nok\n"}) {
+        splitter.feed(chunk, ignore);
+    }
+    EXPECT_EQ(
+        output.linesStartingWith(QStringLiteral("[EventStreamReader]")),
+        QStringList{QStringLiteral("[EventStreamReader] dropped an event line longer than 16 MB")});
 }
 
 // A stream server that the test feeds by hand.
@@ -73,10 +119,12 @@ TEST(EventStreamReader, ReadsLinesAcrossChunksUntilThePeerEndsTheStream) {
         &ended);
     ASSERT_TRUE(waitUntil([&] { return server.openStreamCount() == 1; }));
     EXPECT_TRUE(reader.isReading());
-    server.sendToStreams("data: {\"n\": 1}\r\n\r\ndata: not json\nevent: x\ndata: {\"n\"");
+    // Lines may end in CR, LF or CRLF, and a CRLF may be cut between two chunks.
+    server.sendToStreams("data: {\"n\": 1}\r\rdata: not json\nevent: x\r\ndata: {\"n\"");
     ASSERT_TRUE(waitUntil([&] { return seen.size() == 1; }));
-    server.sendToStreams(": 2}\ndata: {\"n\": 3}");
+    server.sendToStreams(": 2}\r");
     ASSERT_TRUE(waitUntil([&] { return seen.size() == 2; }));
+    server.sendToStreams("\ndata: {\"n\": 3}");
     EXPECT_FALSE(ended);
     server.closeStreams();
     ASSERT_TRUE(waitUntil([&] { return ended.has_value(); }));

@@ -153,6 +153,18 @@ TEST_F(ProcessingStoreTest, ReconnectsAfterADropAndForgetsOnlyStaleProcessingEnt
     EXPECT_EQ(server.requestCount("/progress"), 2);
 }
 
+TEST_F(ProcessingStoreTest, AnEntryStuckAtProcessingGoesWhileTheStreamStaysOpen) {
+    startStreaming();
+    server.sendToStreams(statusLine("/stuck", "processing"));
+    ASSERT_TRUE(waitUntil([&] { return store.statusByPath().size() == 1; }));
+
+    clockNow = t0.addSecs(61);
+    server.sendToStreams(statusLine("/next", "processing"));
+    ASSERT_TRUE(waitUntil([&] { return store.statusByPath().contains(QStringLiteral("/next")); }));
+    EXPECT_EQ(store.statusByPath().keys(), QStringList{QStringLiteral("/next")});
+    EXPECT_EQ(server.requestCount("/progress"), 1);
+}
+
 TEST_F(ProcessingStoreTest, WaitsForAPortFileBeforeConnecting) {
     QFile::remove(portFile);
     store.start();

@@ -215,7 +215,7 @@ protected:
     }
 
     const TimePoint now = TimePoint{} + std::chrono::hours(500000);
-    WatchdogFacts facts{DaemonMode::spawnedChild(4321), {}, false, false, false, true, false};
+    WatchdogFacts facts{DaemonMode::spawnedChild(4321), {}, false, false, true, false};
     WatchdogCounters counters;
 };
 
@@ -253,8 +253,7 @@ TEST_F(WatchdogRule, StandsDownWhileNothingIsToBeWatchedOrSomeoneActs) {
         EXPECT_TRUE(standsDown(situation)) << mode.word().toStdString();
     }
     for (bool WatchdogFacts::*flag :
-         {&WatchdogFacts::respawnInFlight, &WatchdogFacts::intentionalStop,
-          &WatchdogFacts::slowToStart}) {
+         {&WatchdogFacts::respawnInFlight, &WatchdogFacts::intentionalStop}) {
         WatchdogFacts situation = facts;
         situation.*flag = true;
         situation.childRunning = false; // would otherwise be a reason

@@ -104,6 +104,26 @@ TEST_F(DaemonWatchdog, AWedgedListenerIsReplacedAfterTwelveUnreachablePolls) {
     EXPECT_EQ(supervisionLines(), QStringList{line});
 }
 
+TEST_F(DaemonWatchdog, AChildThatNeverWritesItsPortIsCountedAsAWedge) {
+    env->setEnv("FAKE_DAEMON_PORT_DELAY_MS", QStringLiteral("-1"));
+    DaemonProcess::Timings timings = fastTimings();
+    timings.portWait = 50ms;
+    daemon.setTimings(timings);
+    runTask(daemon.start());
+    ASSERT_TRUE(daemon.slowToStart());
+    const qint32 silent = daemon.mode().pid;
+    service.start();
+    daemon.startWatchdog(&service);
+
+    ASSERT_TRUE(waitUntil([&] {
+        return logged(QStringLiteral(
+            "[DaemonProcess] auto-respawn (attempt 1, backoff 1s): daemon /status unreachable for "
+            "~60s while process alive (wedged HTTP listener)"));
+    }));
+    ASSERT_TRUE(waitUntil([&] { return daemon.mode().pid != silent; }));
+    EXPECT_FALSE(platform::Processes::isAlive(silent));
+}
+
 TEST_F(DaemonWatchdog, AStaleHeartbeatIsReplacedOnlyWithPendingWorkAndNoTranscription) {
     setFakeStatus(R"({"heartbeat_age_secs": 3600, "pending_items": 0})");
     runTask(daemon.start());

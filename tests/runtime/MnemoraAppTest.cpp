@@ -1,14 +1,18 @@
 #include <gtest/gtest.h>
 
+#include <QDir>
+#include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QRegularExpression>
 
 #include <csignal>
 
 #include "app/AppStateStore.h"
 #include "app/ConfigService.h"
 #include "app/UserDefaults.h"
+#include "platform/Processes.h"
 #include "registry/DatabaseService.h"
 #include "runtime/MnemoraApp.h"
 #include "support/BundleOverride.h"
@@ -116,4 +120,43 @@ TEST(MnemoraApp, TheProductRunsWithoutAWindowAndQuitsInOrderOnSigterm) {
         << output.toStdString();
     EXPECT_LT(output.indexOf("[MnemoraApp] start-up: configuration loaded"),
               output.indexOf("[MnemoraApp] start-up: onboarding flag read"));
+}
+
+TEST(MnemoraApp, QuitEndsEvenWhenTheDaemonIgnoresSigterm) {
+    TestEnvironment env;
+    // The brand's daemon, found on PATH: a stand-in that shrugs off SIGTERM.
+    const QString bin = env.root() + QStringLiteral("/bin");
+    QDir().mkpath(bin);
+    ASSERT_TRUE(QFile::copy(QStringLiteral(MNEMORA_FAKE_DAEMON), bin + "/tallo-daemon"));
+    env.setEnv("PATH", bin + QLatin1Char(':') + qEnvironmentVariable("PATH"));
+    env.setEnv("FAKE_DAEMON_IGNORE_SIGTERM", QStringLiteral("1"));
+    env.setEnv("FAKE_DAEMON_PORT_FILE", env.cacheHome() + QStringLiteral("/tallo.ai/daemon.port"));
+    QProcess process;
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.start(QStringLiteral(MNEMORA_BUNDLES_DIR "/Tallo/tallo"), {});
+    ASSERT_TRUE(process.waitForStarted(5000));
+
+    QByteArray output;
+    const QRegularExpression spawned(
+        QStringLiteral("start-up: daemon: spawnedChild \\(pid (\\d+)\\)"));
+    qint32 daemonPid = 0;
+    ASSERT_TRUE(test::waitUntil(
+        [&] {
+            output += process.readAll();
+            daemonPid = spawned.match(QString::fromUtf8(output)).captured(1).toInt();
+            return daemonPid > 0;
+        },
+        std::chrono::seconds(20)))
+        << output.toStdString();
+
+    ::kill(static_cast<pid_t>(process.processId()), SIGTERM);
+    const bool ended = process.waitForFinished(12'000);
+    output += process.readAll();
+    if (platform::Processes::isAlive(daemonPid)) {
+        platform::Processes::forceKill(daemonPid); // nothing of this test may outlive it
+    }
+    ASSERT_TRUE(ended) << "quit hung on a daemon that ignores SIGTERM";
+    EXPECT_EQ(process.exitCode(), 0);
+    EXPECT_TRUE(output.contains("[DaemonProcess] daemon did not stop within 10 s — killed\n"))
+        << output.toStdString();
 }

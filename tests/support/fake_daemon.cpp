@@ -12,6 +12,7 @@
 //   FAKE_DAEMON_STATUS_FILE    a JSON object read at every request, laid over the default
 //                              status fields; a null value removes a field
 //   FAKE_DAEMON_HANG_FILE      while this file exists, requests are taken and never answered
+//   FAKE_DAEMON_STATUS_DELAY_MS answer each request only this long after it came (a busy daemon)
 //   FAKE_DAEMON_LOG_LINES      print "log line 1" ... "log line N" at start, blank lines between
 //
 // Default status fields: `pid`, `version`, `binary_path` (argv[0] made absolute),
@@ -178,7 +179,15 @@ int main(int argc, char** argv) {
                     held << socket;
                     return;
                 }
-                answer(socket, buffer->left(buffer->indexOf("\r\n")), binaryPath);
+                const QByteArray requestLine = buffer->left(buffer->indexOf("\r\n"));
+                const int delay = envInt("FAKE_DAEMON_STATUS_DELAY_MS", 0);
+                if (delay <= 0) {
+                    answer(socket, requestLine, binaryPath);
+                    return;
+                }
+                QTimer::singleShot(delay, socket, [&, socket, requestLine] {
+                    answer(socket, requestLine, binaryPath);
+                });
             });
             QObject::connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
         }
