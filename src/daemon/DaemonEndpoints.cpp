@@ -5,7 +5,7 @@
 
 #include "daemon/DaemonService.h"
 #include "daemon/EventStreamReader.h"
-#include "daemon/JsonRead.h"
+#include "app/JsonRead.h"
 
 namespace mnemora::DaemonEndpoints {
 
