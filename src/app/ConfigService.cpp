@@ -1,5 +1,7 @@
 #include "app/ConfigService.h"
 
+#include "app/JsonRead.h"
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -266,14 +268,7 @@ bool ConfigService::useLocalClaude() const {
 }
 
 int ConfigService::claudeScheduleHour() const {
-    const QJsonValue value = config_.value(QLatin1String("claude_schedule_hour"));
-    if (value.isDouble()) {
-        const double number = value.toDouble();
-        if (std::floor(number) == number && std::abs(number) < 1e9) {
-            return static_cast<int>(number);
-        }
-    }
-    return 23;
+    return JsonRead::int32(config_.value(QLatin1String("claude_schedule_hour"))).value_or(23);
 }
 
 QStringList ConfigService::selectedAssets() const {

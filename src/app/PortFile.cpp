@@ -45,4 +45,8 @@ std::optional<int> read(const QString& path) {
     return parse(file.readAll());
 }
 
+QString pathIn(const QString& folder) {
+    return folder + QStringLiteral("/daemon.port");
+}
+
 } // namespace mnemora::PortFile

@@ -14,4 +14,7 @@ std::optional<int> read(const QString& path);
 // The same rule applied to a text already in memory.
 std::optional<int> parse(const QByteArray& text);
 
+// The daemon's port file in `folder`: the one place its name is written.
+QString pathIn(const QString& folder);
+
 } // namespace mnemora::PortFile

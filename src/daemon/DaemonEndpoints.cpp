@@ -5,7 +5,7 @@
 
 #include "daemon/DaemonService.h"
 #include "daemon/EventStreamReader.h"
-#include "daemon/JsonRead.h"
+#include "app/JsonRead.h"
 
 namespace mnemora::DaemonEndpoints {
 
@@ -151,22 +151,33 @@ QString resolvedPath(const Call& call) {
     return path;
 }
 
+QCoro::Task<HttpReply> transfer(QUrl base, QByteArray method, QString path, QUrlQuery query,
+                                QByteArray body, QByteArray contentType, milliseconds timeout) {
+    QUrl url = DaemonHttp::endpoint(base, path);
+    if (!query.isEmpty()) {
+        url.setQuery(query);
+    }
+    QCoro::Task<HttpReply> sending = DaemonHttp::send(method, url, body, contentType, timeout);
+    co_return co_await sending;
+}
+
+const Endpoint& routeOf(const QByteArray& method, const QString& path) {
+    const Endpoint* endpoint = find(method, path);
+    if (endpoint == nullptr) {
+        // Every call names a route of the catalogue; one that does not is a slip of ours.
+        qFatal("[DaemonEndpoints] no catalogue entry for %s %s", method.constData(),
+               qPrintable(path));
+    }
+    return *endpoint;
+}
+
 QCoro::Task<Answer> send(Daemon daemon, Call call) {
     Answer answer;
-    answer.endpoint = find(call.method, call.path);
-    if (answer.endpoint == nullptr) {
-        // Every call names a route of the catalogue; one that does not is a slip of ours.
-        qFatal("[DaemonEndpoints] no catalogue entry for %s %s", call.method.constData(),
-               qPrintable(call.path));
-    }
+    answer.endpoint = &routeOf(call.method, call.path);
     const std::optional<QUrl> base = daemon ? daemon->baseURL() : std::nullopt;
     if (!base) {
         answer.noPort = true;
         co_return answer;
-    }
-    QUrl url = DaemonHttp::endpoint(*base, resolvedPath(call));
-    if (!call.query.isEmpty()) {
-        url.setQuery(call.query);
     }
     QByteArray body = call.raw;
     QByteArray contentType = call.contentType;
@@ -174,8 +185,9 @@ QCoro::Task<Answer> send(Daemon daemon, Call call) {
         body = QJsonDocument(call.json).toJson(QJsonDocument::Compact);
         contentType = "application/json";
     }
-    QCoro::Task<HttpReply> sending = DaemonHttp::send(
-        call.method, url, body, contentType, call.timeout.value_or(answer.endpoint->timeout));
+    QCoro::Task<HttpReply> sending =
+        transfer(*base, call.method, resolvedPath(call), call.query, body, contentType,
+                 call.timeout.value_or(answer.endpoint->timeout));
     answer.reply = co_await sending;
     co_return answer;
 }
@@ -301,6 +313,20 @@ const Endpoint* find(const QByteArray& method, const QString& path) {
         }
     }
     return nullptr;
+}
+
+QCoro::Task<HttpReply> request(std::optional<QUrl> base, QByteArray method, QString path,
+                               QByteArray body, QByteArray contentType,
+                               std::optional<milliseconds> timeout) {
+    const Endpoint& endpoint = routeOf(method, path);
+    if (!base) {
+        HttpReply refused;
+        refused.transportError = DaemonHttp::unreachableText();
+        co_return refused;
+    }
+    QCoro::Task<HttpReply> sending =
+        transfer(*base, method, path, {}, body, contentType, timeout.value_or(endpoint.timeout));
+    co_return co_await sending;
 }
 
 // Status, supervision and processing.

@@ -79,6 +79,14 @@ const QList<Endpoint>& all();
 
 using Daemon = QPointer<DaemonService>;
 
+// One request to the daemon at `base` (absent when it has no port: the reply then fails as a
+// refused connection would), on a route of the catalogue, with the route's time-out unless
+// `timeout` says otherwise. Every request the application makes to its daemon goes through here,
+// the supervisor's probe and the status poll included.
+QCoro::Task<HttpReply> request(std::optional<QUrl> base, QByteArray method, QString path,
+                               QByteArray body = {}, QByteArray contentType = {},
+                               std::optional<std::chrono::milliseconds> timeout = std::nullopt);
+
 // Status, supervision and processing.
 QCoro::Task<std::optional<GpuSchedulerSnapshot>> gpuScheduler(Daemon daemon);
 QCoro::Task<std::optional<ResourceHistory>> resourceHistory(Daemon daemon);

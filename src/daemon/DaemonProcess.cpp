@@ -18,6 +18,7 @@
 #include "app/Log.h"
 #include "app/PortFile.h"
 #include "app/VaultPaths.h"
+#include "daemon/DaemonEndpoints.h"
 #include "daemon/DaemonHttp.h"
 #include "daemon/DaemonService.h"
 #include "platform/BundleInfo.h"
@@ -139,7 +140,7 @@ QString DaemonProcess::cacheFolder() const {
 }
 
 QString DaemonProcess::portFilePath() const {
-    return cacheFolder() + QStringLiteral("/daemon.port");
+    return PortFile::pathIn(cacheFolder());
 }
 
 QString DaemonProcess::logFilePath() const {
@@ -240,8 +241,8 @@ QCoro::Task<DaemonProcess::Probe> DaemonProcess::probeExisting(std::chrono::mill
     if (!base) {
         co_return Probe{};
     }
-    QCoro::Task<DaemonReply> asking = DaemonHttp::send(
-        "GET", DaemonHttp::endpoint(*base, QStringLiteral("status")), {}, {}, timeout);
+    QCoro::Task<DaemonReply> asking =
+        DaemonEndpoints::request(base, "GET", QStringLiteral("status"), {}, {}, timeout);
     const DaemonReply reply = co_await asking;
     if (!self) {
         co_return Probe{};

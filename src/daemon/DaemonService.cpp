@@ -6,6 +6,7 @@
 #include "app/ConfigService.h"
 #include "app/PortFile.h"
 #include "app/VaultPaths.h"
+#include "daemon/DaemonEndpoints.h"
 
 namespace mnemora {
 
@@ -15,8 +16,7 @@ DaemonService::DaemonService(QObject* parent)
 DaemonService::~DaemonService() = default;
 
 QString DaemonService::portFilePath() const {
-    return VaultPaths::daemonCacheFolder(cacheDirOverride_, config_.data()) +
-           QStringLiteral("/daemon.port");
+    return PortFile::pathIn(VaultPaths::daemonCacheFolder(cacheDirOverride_, config_.data()));
 }
 
 std::optional<QUrl> DaemonService::baseURL() const {
@@ -55,9 +55,9 @@ QCoro::Task<> DaemonService::refreshStatus() {
             DaemonStatus::Connection::disconnected(QStringLiteral("No daemon port file")));
         co_return;
     }
-    const DaemonReply reply =
-        co_await DaemonHttp::send("GET", DaemonHttp::endpoint(*base, QStringLiteral("status")), {},
-                                  {}, timings_.statusTimeout);
+    QCoro::Task<DaemonReply> asking = DaemonEndpoints::request(
+        base, "GET", QStringLiteral("status"), {}, {}, timings_.statusTimeout);
+    const DaemonReply reply = co_await asking;
     if (!self) {
         co_return;
     }
@@ -94,14 +94,9 @@ QCoro::Task<> DaemonService::refreshStatus() {
 QCoro::Task<DaemonReply> DaemonService::request(QByteArray method, QString path, QByteArray body,
                                                 QByteArray contentType,
                                                 std::chrono::milliseconds timeout) {
-    const std::optional<QUrl> base = baseURL();
-    if (!base) {
-        DaemonReply reply;
-        reply.transportError = DaemonHttp::unreachableText();
-        co_return reply;
-    }
-    co_return co_await DaemonHttp::send(method, DaemonHttp::endpoint(*base, path), body,
-                                        contentType, timeout);
+    QCoro::Task<DaemonReply> sending =
+        DaemonEndpoints::request(baseURL(), method, path, body, contentType, timeout);
+    co_return co_await sending;
 }
 
 QCoro::Task<DaemonReply> DaemonService::get(QString path, std::chrono::milliseconds timeout) {
@@ -143,10 +138,10 @@ std::optional<QUrl> daemonBaseURL() {
     if (file.open(QIODevice::ReadOnly)) {
         const QJsonDocument document = QJsonDocument::fromJson(file.readAll());
         if (const auto vault = VaultPaths::configuredVault(document.object())) {
-            candidates << VaultPaths::vaultCacheFolder(*vault) + QStringLiteral("/daemon.port");
+            candidates << PortFile::pathIn(VaultPaths::vaultCacheFolder(*vault));
         }
     }
-    candidates << VaultPaths::sharedCacheFolder() + QStringLiteral("/daemon.port");
+    candidates << PortFile::pathIn(VaultPaths::sharedCacheFolder());
     for (const QString& candidate : candidates) {
         if (auto url = DaemonHttp::baseUrl(PortFile::read(candidate))) {
             return url;

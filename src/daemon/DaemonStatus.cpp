@@ -1,5 +1,7 @@
 #include "daemon/DaemonStatus.h"
 
+#include "app/JsonRead.h"
+
 #include "daemon/SupervisionRules.h"
 
 namespace mnemora {
@@ -11,9 +13,8 @@ void DaemonStatus::applyBody(const QJsonObject& body, const QDateTime& now) {
     };
     connection = Connection::connected();
     processingActive = boolean("processing_active");
-    pendingItems =
-        SupervisionRules::jsonInt(body.value(QLatin1String("pending_items"))).value_or(0);
-    heartbeatAgeSecs = SupervisionRules::jsonInt(body.value(QLatin1String("heartbeat_age_secs")));
+    pendingItems = JsonRead::int32(body.value(QLatin1String("pending_items"))).value_or(0);
+    heartbeatAgeSecs = JsonRead::int32(body.value(QLatin1String("heartbeat_age_secs")));
     transcriptionActive = boolean("transcription_active");
     swiftlmWarming = boolean("swiftlm_warming");
     lastUpdatedAt = now;

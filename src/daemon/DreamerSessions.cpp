@@ -1,6 +1,8 @@
 #include "daemon/DreamerSessions.h"
 
-#include "daemon/JsonRead.h"
+#include <cmath>
+
+#include "app/JsonRead.h"
 
 namespace mnemora {
 
@@ -10,9 +12,10 @@ namespace {
 
 std::optional<QDateTime> resetsAt(const QJsonObject& object) {
     const QJsonValue value = object.value(QLatin1String("resets_at"));
-    if (value.isDouble()) {
-        return QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(value.toDouble() * 1000),
-                                              Qt::UTC);
+    // Seconds since the epoch; a number no date can have is no date.
+    if (const double seconds = value.toDouble();
+        value.isDouble() && std::isfinite(seconds) && std::abs(seconds) < 1e11) {
+        return QDateTime::fromMSecsSinceEpoch(std::llround(seconds * 1000), Qt::UTC);
     }
     if (value.isString()) {
         const QDateTime parsed = QDateTime::fromString(value.toString(), Qt::ISODateWithMs);

@@ -1,6 +1,6 @@
 #include "daemon/GpuSchedulerSnapshot.h"
 
-#include "daemon/JsonRead.h"
+#include "app/JsonRead.h"
 
 namespace mnemora {
 

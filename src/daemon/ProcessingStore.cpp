@@ -6,7 +6,7 @@
 
 #include "daemon/DaemonEndpoints.h"
 #include "daemon/DaemonService.h"
-#include "daemon/JsonRead.h"
+#include "app/JsonRead.h"
 
 namespace mnemora {
 

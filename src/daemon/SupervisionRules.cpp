@@ -1,5 +1,7 @@
 #include "daemon/SupervisionRules.h"
 
+#include "app/JsonRead.h"
+
 #include <QDir>
 #include <QFileInfo>
 #include <QJsonDocument>
@@ -46,29 +48,6 @@ bool sameFile(const QString& first, const QString& second) {
 
 } // namespace
 
-std::optional<qint64> jsonInteger(const QJsonValue& value) {
-    if (!value.isDouble()) {
-        return std::nullopt;
-    }
-    const double number = value.toDouble();
-    // 2^63 as a double; anything at or beyond it does not fit.
-    constexpr double limit = 9223372036854775808.0;
-    if (!std::isfinite(number) || std::floor(number) != number || number >= limit ||
-        number < -limit) {
-        return std::nullopt;
-    }
-    return static_cast<qint64>(number);
-}
-
-std::optional<int> jsonInt(const QJsonValue& value) {
-    const std::optional<qint64> number = jsonInteger(value);
-    if (!number || *number > std::numeric_limits<int>::max() ||
-        *number < std::numeric_limits<int>::min()) {
-        return std::nullopt;
-    }
-    return static_cast<int>(*number);
-}
-
 std::optional<DaemonStatusResponse> decodeStatus(const QByteArray& body) {
     QJsonParseError parseError{};
     const QJsonDocument document = QJsonDocument::fromJson(body, &parseError);
@@ -77,7 +56,7 @@ std::optional<DaemonStatusResponse> decodeStatus(const QByteArray& body) {
     }
     const QJsonObject object = document.object();
     DaemonStatusResponse response;
-    const std::optional<int> pid = jsonInt(object.value(QLatin1String("pid")));
+    const std::optional<int> pid = JsonRead::int32(object.value(QLatin1String("pid")));
     if (!pid) {
         return std::nullopt;
     }
@@ -89,7 +68,7 @@ std::optional<DaemonStatusResponse> decodeStatus(const QByteArray& body) {
     }
     const QJsonValue mtime = object.value(QLatin1String("binary_mtime"));
     if (!mtime.isUndefined() && !mtime.isNull()) {
-        response.binaryMtime = jsonInteger(mtime);
+        response.binaryMtime = JsonRead::integer(mtime);
         if (!response.binaryMtime) {
             return std::nullopt;
         }

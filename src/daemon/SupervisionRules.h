@@ -49,11 +49,6 @@ inline constexpr int unreachablePassLimit = 12;
 inline constexpr int stalePassLimit = 2;
 inline constexpr int staleHeartbeatSecs = 600;
 
-// A JSON integer: a number with no fraction that fits 64 bits. Anything else is none.
-std::optional<qint64> jsonInteger(const QJsonValue& value);
-// The same, limited to 32 bits.
-std::optional<int> jsonInt(const QJsonValue& value);
-
 // Decodes a `/status` body strictly: `pid` must be an integer; a key that is present must have
 // its type (null counts as absent). Anything else does not decode.
 std::optional<DaemonStatusResponse> decodeStatus(const QByteArray& body);

@@ -1,6 +1,6 @@
 #include "daemon/VerifyResult.h"
 
-#include "daemon/JsonRead.h"
+#include "app/JsonRead.h"
 
 namespace mnemora {
 

@@ -2,7 +2,7 @@
 
 #include "app/AppStateStore.h"
 #include "app/ConfigService.h"
-#include "app/DefaultsBootstrap.h"
+#include "daemon/DefaultsBootstrap.h"
 #include "app/Log.h"
 #include "app/UserDefaults.h"
 #include "daemon/DaemonProcess.h"

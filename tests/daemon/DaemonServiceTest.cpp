@@ -220,7 +220,7 @@ TEST_F(DaemonServiceTest, FailedRequestsCarryTheirWords) {
         if (request.path == "/dreamer/trigger") {
             return HttpServer::json(R"({"error": "No cadence given"})", 400);
         }
-        if (request.path == "/slow") {
+        if (request.path == "/home/narrative") {
             HttpServer::Response late = HttpServer::json("{}");
             late.delayMs = 1000;
             return late;
@@ -235,7 +235,7 @@ TEST_F(DaemonServiceTest, FailedRequestsCarryTheirWords) {
     const DaemonReply broken = runTask(service.get(QStringLiteral("fda/status")));
     EXPECT_EQ(broken.failureText(QStringLiteral("Kill session failed")),
               QStringLiteral("Kill session failed"));
-    const DaemonReply late = runTask(service.get(QStringLiteral("slow"), 100ms));
+    const DaemonReply late = runTask(service.get(QStringLiteral("home/narrative"), 100ms));
     EXPECT_EQ(late.failureText(QStringLiteral("x")), QStringLiteral("The request timed out."));
 }
 

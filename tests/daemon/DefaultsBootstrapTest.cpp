@@ -5,7 +5,7 @@
 #include <QJsonObject>
 
 #include "app/ConfigService.h"
-#include "app/DefaultsBootstrap.h"
+#include "daemon/DefaultsBootstrap.h"
 #include "platform/SystemInfo.h"
 #include "support/EventLoop.h"
 #include "support/HttpServer.h"

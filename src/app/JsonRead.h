@@ -6,10 +6,11 @@
 #include <QString>
 
 #include <cmath>
+#include <limits>
 #include <optional>
 
-// Typed reads of the daemon's untyped JSON: a key that is absent or of another type is absent,
-// never a failure.
+// Typed reads of untyped JSON (the daemon's answers, the configuration): a key that is absent or
+// of another type is absent, never a failure.
 namespace mnemora::JsonRead {
 
 inline std::optional<QString> string(const QJsonObject& object, QLatin1String key) {
@@ -27,12 +28,30 @@ inline std::optional<double> number(const QJsonObject& object, QLatin1String key
     return value.isDouble() ? std::optional<double>(value.toDouble()) : std::nullopt;
 }
 
-// Whole numbers only: 2.5 is not a count.
+// A whole number that fits 64 bits: 2.5 is not a count, and 1e300 is none rather than whatever
+// the conversion would make of it.
 inline std::optional<qint64> integer(const QJsonValue& value) {
-    if (!value.isDouble() || std::trunc(value.toDouble()) != value.toDouble()) {
+    if (!value.isDouble()) {
         return std::nullopt;
     }
-    return static_cast<qint64>(value.toDouble());
+    const double number = value.toDouble();
+    // 2^63 as a double; anything at or beyond it does not fit.
+    constexpr double limit = 9223372036854775808.0;
+    if (!std::isfinite(number) || std::floor(number) != number || number >= limit ||
+        number < -limit) {
+        return std::nullopt;
+    }
+    return static_cast<qint64>(number);
+}
+
+// The same, limited to 32 bits.
+inline std::optional<int> int32(const QJsonValue& value) {
+    const std::optional<qint64> number = integer(value);
+    if (!number || *number > std::numeric_limits<int>::max() ||
+        *number < std::numeric_limits<int>::min()) {
+        return std::nullopt;
+    }
+    return static_cast<int>(*number);
 }
 
 inline std::optional<qint64> integer(const QJsonObject& object, QLatin1String key) {

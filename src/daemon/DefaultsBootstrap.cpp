@@ -1,4 +1,4 @@
-#include "app/DefaultsBootstrap.h"
+#include "daemon/DefaultsBootstrap.h"
 
 #include <QFileInfo>
 #include <QJsonArray>
@@ -6,8 +6,8 @@
 #include <QJsonObject>
 
 #include "app/ConfigService.h"
-#include "app/Network.h"
 #include "app/PortFile.h"
+#include "daemon/DaemonEndpoints.h"
 #include "platform/SystemInfo.h"
 
 namespace mnemora {
@@ -40,9 +40,8 @@ QCoro::Task<Outcome> run(QPointer<ConfigService> config) {
     log(QStringLiteral("Bootstrapping defaults for %1 GB / %2").arg(ramGb).arg(arch));
 
     // The port file beside the configuration, not the cache folder's.
-    const QString portPath =
-        QFileInfo(config->fileURL()).absolutePath() + QStringLiteral("/daemon.port");
-    const std::optional<int> port = PortFile::read(portPath);
+    const std::optional<int> port =
+        PortFile::read(PortFile::pathIn(QFileInfo(config->fileURL()).absolutePath()));
     if (!port) {
         log(QStringLiteral("Daemon port file unreadable — skipping defaults bootstrap"));
         co_return Outcome::portUnreadable;
@@ -51,9 +50,10 @@ QCoro::Task<Outcome> run(QPointer<ConfigService> config) {
     const QByteArray body = QJsonDocument(QJsonObject{{QStringLiteral("ram_gb"), ramGb},
                                                       {QStringLiteral("arch"), arch}})
                                 .toJson(QJsonDocument::Compact);
-    const HttpReply reply = co_await Network::send(
-        "POST", QUrl(QStringLiteral("http://127.0.0.1:%1/defaults/recommend").arg(*port)), body,
-        "application/json", std::chrono::seconds(60));
+    QCoro::Task<HttpReply> asking =
+        DaemonEndpoints::request(DaemonHttp::baseUrl(port), "POST",
+                                 QStringLiteral("defaults/recommend"), body, "application/json");
+    const HttpReply reply = co_await asking;
     if (reply.transportError) {
         log(QStringLiteral("Failed to apply first-run defaults: ") + *reply.transportError);
         co_return Outcome::requestFailed;
