@@ -170,9 +170,9 @@ std::optional<QString> ConfigService::activeIdentityDisplayName() const {
         }
         identities << entry.toObject();
     }
-    const QJsonValue activeValue = config_.value(QLatin1String("active_identity_id"));
-    const std::optional<QString> activeId =
-        activeValue.isString() ? std::optional(activeValue.toString()) : std::nullopt;
+    // The one rule of `activeIdentityId`, older spelling and empty value included, so that the
+    // name shown is always that of the identity whose rows the queries filter on.
+    const std::optional<QString> activeId = activeIdentityId();
     auto idOf = [](const QJsonObject& identity) -> std::optional<QString> {
         const QJsonValue id = identity.value(QLatin1String("id"));
         return id.isString() ? std::optional(id.toString()) : std::nullopt;

@@ -49,6 +49,8 @@ public:
 
     // Typed reads of the in-memory configuration.
     QString vaultRoot() const;
+    // `active_identity_id`, else the older `active_identity`; an empty value counts as none. Every
+    // reader of the active identity goes through this one rule.
     std::optional<QString> activeIdentityId() const;
     std::optional<QString> activeIdentityDisplayName() const;
     QString claudeBackend() const;

@@ -153,6 +153,11 @@ TEST_F(ConfigFixture, ActiveIdentityDisplayName) {
     store(R"({"identities": [{"id": "a", "display_name": "Ann"}, {"display_name": "Nobody"}]})");
     EXPECT_EQ(config.activeIdentityDisplayName(), "Nobody");
 
+    // The older spelling stands in for the id, and an empty id counts as none.
+    store(R"({"active_identity_id": "", "active_identity": "b", "identities": [
+        {"id": "a", "display_name": "Ann", "is_default": true}, {"id": "b", "display_name": "Bob"}]})");
+    EXPECT_EQ(config.activeIdentityDisplayName(), "Bob");
+
     store(R"({"identities": [{"id": "a", "display_name": "  "}]})");
     EXPECT_EQ(config.activeIdentityDisplayName(), std::nullopt);
     store(R"({"identities": [{"id": "a"}, {"id": "b"}]})");
