@@ -264,6 +264,36 @@ TEST_F(QuestionFiles, BadFilesGiveTheirErrorAndAreNeverTouched) {
     EXPECT_TRUE(service.lastError().isEmpty());
 }
 
+TEST_F(QuestionFiles, CrLfAndCrFilesAreReadLikeLfFilesAndRewrittenInTheirOwnLineEnds) {
+    const QByteArray lf =
+        QByteArray(kSetupQuestion)
+            .replace("kind: setup\n", "kind: setup\nasked_by: 'dreamer:ledger'\n");
+    for (const QByteArray lineEnd : {"\r\n", "\r"}) {
+        SCOPED_TRACE(lineEnd.toPercentEncoding().toStdString());
+        auto withOwnEnds = [&lineEnd](QByteArray text) { return text.replace("\n", lineEnd); };
+        const Question plain = questionAt("lf", lf);
+        const Question own = questionAt("own", withOwnEnds(lf));
+        EXPECT_EQ(QuestionService::frontmatterValue(own.filePath, "status"), "open");
+        EXPECT_EQ(QuestionService::frontmatterValue(own.filePath, "asked_by"), "dreamer:ledger");
+
+        // Only the lines an answer sets change, and every line keeps the file's own end.
+        for (const Question& question : {plain, own}) {
+            EXPECT_EQ(service.answerQuestion(question, "Tiles and \"grout\"."), std::nullopt);
+        }
+        EXPECT_EQ(bytes(own), withOwnEnds(bytes(plain)));
+        EXPECT_EQ(QuestionService::frontmatterValue(own.filePath, "status"), "answered");
+        EXPECT_EQ(QuestionService::frontmatterValue(own.filePath, "answer"),
+                  R"(Tiles and \"grout\".)");
+
+        for (const Question& question : {plain, own}) {
+            EXPECT_EQ(service.dismissQuestion(question, QString("Not mine.\nAsk Ann.")),
+                      std::nullopt);
+        }
+        EXPECT_EQ(bytes(own), withOwnEnds(bytes(plain)));
+        EXPECT_EQ(bytes(own).count("status:"), 1);
+    }
+}
+
 TEST_F(QuestionFiles, FrontmatterValuesAreTrimmedUnquotedAndFoundOnlyByTheirWholeKey) {
     const QString path = questionAt("values", "---\n"
                                               "\t  kind:\tsetup  \n"
