@@ -179,7 +179,10 @@ QuestionService::Outcome QuestionService::rewrite(const QString& path, const Rew
 
     const QByteArray bytes =
         (kMarker + lineEnd + frontmatter + lineEnd + kMarker + lineEnd + body).toUtf8();
-    if (std::optional<QString> failure = platform::writeFileAtomically(path, bytes)) {
+    // A question file that turned read-only (a copy from read-only media, a sync tool) is still
+    // answered: the folder lets us put the new file in its place, and it keeps the old mode.
+    if (std::optional<QString> failure =
+            platform::writeFileAtomically(path, bytes, platform::ReadOnlyFile::replace)) {
         return QuestionError{QuestionError::Kind::writeFailed, *failure};
     }
     return std::nullopt;
