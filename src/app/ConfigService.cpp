@@ -1,7 +1,6 @@
 #include "app/ConfigService.h"
 
-#include "app/JsonRead.h"
-
+#include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -11,6 +10,8 @@
 
 #include <cmath>
 
+#include "app/JsonRead.h"
+#include "app/Log.h"
 #include "app/VaultPaths.h"
 #include "platform/AtomicFile.h"
 #include "platform/Paths.h"
@@ -101,13 +102,38 @@ void ConfigService::load() {
     setLastError({});
 }
 
-QJsonObject ConfigService::readFileObject() const {
+ConfigService::OnDisk ConfigService::readFile() const {
     QFile file(fileURL());
     if (!file.open(QIODevice::ReadOnly)) {
         return {};
     }
-    const QJsonDocument document = QJsonDocument::fromJson(file.readAll());
-    return document.isObject() ? document.object() : QJsonObject{};
+    OnDisk onDisk{file.readAll(), std::nullopt};
+    const QJsonDocument document = QJsonDocument::fromJson(onDisk.bytes);
+    if (document.isObject()) {
+        onDisk.object = document.object();
+    }
+    return onDisk;
+}
+
+QJsonObject ConfigService::readFileObject() const {
+    return readFile().object.value_or(QJsonObject{});
+}
+
+std::optional<QString> ConfigService::keepBrokenFile() const {
+    const QString path = fileURL();
+    const QString stamp =
+        QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyyMMddTHHmmssZ"));
+    QString kept = path + QStringLiteral(".broken-") + stamp;
+    for (int n = 2; QFileInfo::exists(kept); ++n) {
+        kept = path + QStringLiteral(".broken-") + stamp + QLatin1Char('-') + QString::number(n);
+    }
+    QFile file(path);
+    if (!file.copy(kept)) {
+        return QStringLiteral("could not keep the file that does not parse: ") + file.errorString();
+    }
+    Log::line(QStringLiteral("ConfigService"),
+              QFileInfo(path).fileName() + QStringLiteral(" did not parse; kept it as ") + kept);
+    return std::nullopt;
 }
 
 bool ConfigService::write(const Updates& updates) {
@@ -117,7 +143,16 @@ bool ConfigService::write(const Updates& updates) {
         setLastError(QStringLiteral("Config write failed: could not create the folder ") + folder);
         return false;
     }
-    QJsonObject merged = readFileObject();
+    // A file that does not parse is most likely a slip of a hand edit: the merge cannot keep its
+    // keys, so the file itself is kept beside the new one, and nothing the user wrote is lost.
+    const OnDisk onDisk = readFile();
+    if (!onDisk.object && !onDisk.bytes.isEmpty()) {
+        if (const auto error = keepBrokenFile()) {
+            setLastError(QStringLiteral("Config write failed: ") + *error);
+            return false;
+        }
+    }
+    QJsonObject merged = onDisk.object.value_or(QJsonObject{});
     for (auto it = updates.cbegin(); it != updates.cend(); ++it) {
         if (it.value().has_value()) {
             merged.insert(it.key(), *it.value());
@@ -172,9 +207,9 @@ std::optional<QString> ConfigService::activeIdentityDisplayName() const {
         }
         identities << entry.toObject();
     }
-    const QJsonValue activeValue = config_.value(QLatin1String("active_identity_id"));
-    const std::optional<QString> activeId =
-        activeValue.isString() ? std::optional(activeValue.toString()) : std::nullopt;
+    // The one rule of `activeIdentityId`, older spelling and empty value included, so that the
+    // name shown is always that of the identity whose rows the queries filter on.
+    const std::optional<QString> activeId = activeIdentityId();
     auto idOf = [](const QJsonObject& identity) -> std::optional<QString> {
         const QJsonValue id = identity.value(QLatin1String("id"));
         return id.isString() ? std::optional(id.toString()) : std::nullopt;

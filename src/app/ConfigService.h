@@ -49,6 +49,8 @@ public:
 
     // Typed reads of the in-memory configuration.
     QString vaultRoot() const;
+    // `active_identity_id`, else the older `active_identity`; an empty value counts as none. Every
+    // reader of the active identity goes through this one rule.
     std::optional<QString> activeIdentityId() const;
     std::optional<QString> activeIdentityDisplayName() const;
     QString claudeBackend() const;
@@ -86,8 +88,16 @@ signals:
 private:
     void setLastError(const QString& error);
     void setConfig(const QJsonObject& config);
+    // The file as it is on disk now: its bytes, and its object when it parses as one.
+    struct OnDisk {
+        QByteArray bytes;
+        std::optional<QJsonObject> object;
+    };
+    OnDisk readFile() const;
     // The object on disk now, empty when the file is absent, unreadable or not an object.
     QJsonObject readFileObject() const;
+    // Copies the file to `{file}.broken-{UTC time}` beside it and logs where it went.
+    std::optional<QString> keepBrokenFile() const;
     std::optional<QString> nonEmptyString(const char* key) const;
     bool boolValue(const char* key, bool fallback) const;
 

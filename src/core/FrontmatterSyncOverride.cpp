@@ -14,6 +14,19 @@ std::string_view trimBlanksAndTabs(std::string_view text) {
     return text.substr(first, text.find_last_not_of(" \t") - first + 1);
 }
 
+// Lines end at LF, CR LF or a lone CR alike; the empty pieces a CR LF leaves hold no key.
+std::vector<std::string_view> lines(std::string_view text) {
+    std::vector<std::string_view> pieces;
+    std::size_t start = 0;
+    for (auto at = text.find_first_of("\r\n"); at != std::string_view::npos;
+         at = text.find_first_of("\r\n", start)) {
+        pieces.push_back(text.substr(start, at - start));
+        start = at + 1;
+    }
+    pieces.push_back(text.substr(start));
+    return pieces;
+}
+
 std::vector<std::string_view> split(std::string_view text, std::string_view separator) {
     std::vector<std::string_view> pieces;
     std::size_t start = 0;
@@ -33,7 +46,7 @@ std::optional<SyncOverride> parse(std::string_view content) {
     if (pieces.size() < 3) {
         return std::nullopt;
     }
-    for (std::string_view line : split(pieces[1], "\n")) {
+    for (std::string_view line : lines(pieces[1])) {
         line = trimBlanksAndTabs(line);
         const auto colon = line.find(':');
         if (colon == std::string_view::npos || trimBlanksAndTabs(line.substr(0, colon)) != "sync") {

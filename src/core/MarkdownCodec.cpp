@@ -35,6 +35,12 @@ void appendToken(std::string& out, const std::optional<std::string>& value) {
         out += "%2D";
         return;
     }
+    // Between its blanks a bare "::" would read as the separator " :: " and cut the row short,
+    // so it is escaped like "-"; an older reader keeps such a line as text, untouched.
+    if (*value == "::") {
+        out += "%3A%3A";
+        return;
+    }
     for (char c : *value) {
         switch (c) {
         case '\n':
@@ -104,7 +110,9 @@ private:
 void appendQuestionRow(std::string& out, const Block& b) {
     const bool applied = isSet(b.appliedAt);
     const bool extended = isSet(b.questionKind) || isSet(b.suggestedActions) || isSet(b.period);
-    const bool books = b.booksID.has_value();
+    // An empty books id is written as absent: a "-" in a form that only an empty value asked for
+    // would read back as the shorter form's line, and the whole line would fall back to text.
+    const bool books = isSet(b.booksID);
     const bool transcribing = b.transcriptionState.has_value() ||
                               b.transcriptionProgress.has_value() || isSet(b.transcriptionPartial);
 
@@ -153,7 +161,8 @@ void appendTypedLine(std::string& out, std::string_view marker, const Block& b) 
 void appendLine(std::string& out, const Block& b) {
     switch (b.kind) {
     case BlockKind::heading:
-        out.append(static_cast<std::size_t>(std::max(b.level, 1)), '#');
+        // Markdown has six levels; more marks would make the line plain text.
+        out.append(static_cast<std::size_t>(std::clamp(b.level, 1, 6)), '#');
         out += ' ';
         out += b.text;
         break;
@@ -516,6 +525,7 @@ std::optional<std::string> decodeToken(std::string_view token) {
         replaceAll(text, "%0D", '\r');
         replaceAll(text, "%0A", '\n');
         replaceAll(text, "%20", ' ');
+        replaceAll(text, "%3A", ':');
         replaceAll(text, "%25", '%');
     }
     return text;

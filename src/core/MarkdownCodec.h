@@ -43,11 +43,12 @@ std::string serialize(std::span<const Block> blocks);
 // One block's line, without a line end.
 std::string serializeLine(const Block& block);
 
-// A token for an optional string: "-" for absent or empty, "%2D" for "-" itself, otherwise the
-// text with line feed, carriage return, blank and percent sign written %0A, %0D, %20 and %25.
+// A token for an optional string: "-" for absent or empty, "%2D" for "-" itself, "%3A%3A" for
+// "::" itself, otherwise the text with line feed, carriage return, blank and percent sign written
+// %0A, %0D, %20 and %25.
 std::string encodeToken(const std::optional<std::string>& value);
 
-// Absent for "-"; otherwise %2D, %0D, %0A, %20 and %25 replaced in that order, one pass each.
+// Absent for "-"; otherwise %2D, %0D, %0A, %20, %3A and %25 replaced in that order, one pass each.
 std::optional<std::string> decodeToken(std::string_view token);
 
 // `line` cut after 80 grapheme clusters with "…" appended; unchanged when it is not longer. A byte

@@ -145,7 +145,12 @@ QuestionService::Outcome QuestionService::rewrite(const QString& path, const Rew
         return QuestionError{QuestionError::Kind::noFrontmatter, path};
     }
 
-    QStringList lines = parts->frontmatter.split(QLatin1Char('\n'));
+    // The file's own line end for every line written, also inside the answer and the section.
+    const QString lineEnd = Frontmatter::lineEnd(*file.text);
+    auto withLineEnd = [&lineEnd](const QString& text) {
+        return Frontmatter::lines(text).join(lineEnd);
+    };
+    QStringList lines = Frontmatter::lines(parts->frontmatter);
     while (!lines.isEmpty() && lines.last().isEmpty()) {
         lines.removeLast();
     }
@@ -160,22 +165,24 @@ QuestionService::Outcome QuestionService::rewrite(const QString& path, const Rew
         setKey(lines, QStringLiteral("answered_at"), *change.answeredAt);
     }
     if (change.answer) {
-        setKey(lines, QStringLiteral("answer"), quotedAnswer(*change.answer));
+        setKey(lines, QStringLiteral("answer"), quotedAnswer(withLineEnd(*change.answer)));
     }
-    const QString frontmatter = trimNewlines(lines.join(QLatin1Char('\n')));
+    const QString frontmatter = trimNewlines(lines.join(lineEnd));
 
     // Without a section the body stays byte for byte, blank lines after the marker included.
     QString body = parts->body;
     if (change.section) {
         const QString text = trimNewlines(body);
-        body = text + (text.isEmpty() ? QString() : QStringLiteral("\n")) + QLatin1Char('\n') +
-               *change.section;
+        body =
+            text + (text.isEmpty() ? QString() : lineEnd) + lineEnd + withLineEnd(*change.section);
     }
 
-    const QByteArray bytes = (kMarker + QLatin1Char('\n') + frontmatter + QLatin1Char('\n') +
-                              kMarker + QLatin1Char('\n') + body)
-                                 .toUtf8();
-    if (std::optional<QString> failure = platform::writeFileAtomically(path, bytes)) {
+    const QByteArray bytes =
+        (kMarker + lineEnd + frontmatter + lineEnd + kMarker + lineEnd + body).toUtf8();
+    // A question file that turned read-only (a copy from read-only media, a sync tool) is still
+    // answered: the folder lets us put the new file in its place, and it keeps the old mode.
+    if (std::optional<QString> failure =
+            platform::writeFileAtomically(path, bytes, platform::ReadOnlyFile::replace)) {
         return QuestionError{QuestionError::Kind::writeFailed, *failure};
     }
     return std::nullopt;

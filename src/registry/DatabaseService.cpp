@@ -407,11 +407,8 @@ std::optional<QString> DatabaseService::identityId(const IdentityScope& scope) c
     case IdentityScope::Kind::active:
         break;
     }
-    if (!config_) {
-        return std::nullopt;
-    }
-    const QJsonValue id = config_->config().value(QLatin1String("active_identity_id"));
-    return id.isString() ? std::optional(id.toString()) : std::nullopt;
+    // The configuration's own rule, so that the screens and the queries agree on who is active.
+    return config_ ? config_->activeIdentityId() : std::nullopt;
 }
 
 } // namespace mnemora

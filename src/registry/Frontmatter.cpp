@@ -23,6 +23,37 @@ std::optional<Parts> split(const QString& text) {
     return Parts{pieces.at(1), pieces.mid(2).join(kMarker)};
 }
 
+QStringList lines(const QString& text) {
+    QStringList result;
+    qsizetype start = 0;
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        const QChar c = text.at(i);
+        if (c != QLatin1Char('\r') && c != QLatin1Char('\n')) {
+            continue;
+        }
+        result << text.mid(start, i - start);
+        if (c == QLatin1Char('\r') && i + 1 < text.size() && text.at(i + 1) == QLatin1Char('\n')) {
+            ++i;
+        }
+        start = i + 1;
+    }
+    result << text.mid(start);
+    return result;
+}
+
+QString lineEnd(const QString& text) {
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        if (text.at(i) == QLatin1Char('\n')) {
+            return QStringLiteral("\n");
+        }
+        if (text.at(i) == QLatin1Char('\r')) {
+            const bool crLf = i + 1 < text.size() && text.at(i + 1) == QLatin1Char('\n');
+            return crLf ? QStringLiteral("\r\n") : QStringLiteral("\r");
+        }
+    }
+    return QStringLiteral("\n");
+}
+
 QString trimBlanks(const QString& text) {
     qsizetype start = 0;
     qsizetype end = text.size();
@@ -50,12 +81,12 @@ std::optional<QString> value(const QString& fileText, const QString& key) {
     if (!parts) {
         return std::nullopt;
     }
-    const QStringList lines = parts->frontmatter.split(QLatin1Char('\n'));
-    const qsizetype index = keyLine(lines, key);
+    const QStringList frontmatter = lines(parts->frontmatter);
+    const qsizetype index = keyLine(frontmatter, key);
     if (index < 0) {
         return std::nullopt;
     }
-    QString rest = trimBlanks(trimBlanks(lines.at(index)).mid(key.size() + 1));
+    QString rest = trimBlanks(trimBlanks(frontmatter.at(index)).mid(key.size() + 1));
     if (rest.size() >= 2) {
         const QChar first = rest.front();
         const bool quoted = first == QLatin1Char('"') || first == QLatin1Char('\'');

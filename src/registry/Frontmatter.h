@@ -21,6 +21,14 @@ struct Parts {
 // None when the text holds fewer than two markers.
 std::optional<Parts> split(const QString& text);
 
+// The lines of a text, split at every CR LF, LF or lone CR, so that a file saved on any system
+// reads alike; none of the lines holds a line-end character.
+QStringList lines(const QString& text);
+
+// The line end a file uses: that of its first line break, LF when it has none. A rewrite writes
+// its lines with it, so that the lines it does not touch stay as they were.
+QString lineEnd(const QString& text);
+
 // Trims spaces and tabs only.
 QString trimBlanks(const QString& text);
 

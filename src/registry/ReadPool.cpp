@@ -4,6 +4,8 @@
 
 #include <SQLiteCpp/Statement.h>
 
+#include <sqlite3.h>
+
 namespace mnemora {
 
 ReadPool::ReadPool(const QString& path, int maxReaders)
@@ -53,13 +55,25 @@ ReadPool::Lease::Lease(ReadPool& owner)
     if (!database) {
         database = pool.openConnection();
     }
+    // Deferred: the snapshot is taken by the first statement and held until the end.
+    database->exec("BEGIN");
 }
 
 ReadPool::Lease::~Lease() {
-    if (database) {
-        std::lock_guard<std::mutex> lock(pool.mutex_);
-        pool.idle_.push_back(std::move(database));
+    if (!database) {
+        return;
     }
+    try {
+        database->exec("ROLLBACK"); // nothing was written; this only lets the snapshot go
+    } catch (const std::exception&) {
+        // Checked below.
+    }
+    // A connection still inside a transaction would serve every later read an old snapshot.
+    if (sqlite3_get_autocommit(database->getHandle()) == 0) {
+        return;
+    }
+    std::lock_guard<std::mutex> lock(pool.mutex_);
+    pool.idle_.push_back(std::move(database));
 }
 
 } // namespace mnemora

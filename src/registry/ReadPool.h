@@ -41,7 +41,9 @@ public:
 
     const QString& path() const { return path_; }
 
-    // Runs `block` on a pooled connection off the calling thread.
+    // Runs `block` on a pooled connection off the calling thread, inside one read transaction:
+    // all its statements see the same committed snapshot, so counts taken one after another agree
+    // with each other even while the daemon commits between them.
     template <typename T> QFuture<Result<T>> read(std::function<T(SQLite::Database&)> block) {
         return QtConcurrent::run(&threads_, [this, block = std::move(block)]() -> Result<T> {
             Result<T> result;
@@ -56,7 +58,8 @@ public:
     }
 
 private:
-    // A connection taken from the pool for one read and given back after it.
+    // A connection taken from the pool for one read, with its read transaction open, and given
+    // back after it with the transaction ended.
     struct Lease {
         explicit Lease(ReadPool& pool);
         ~Lease();

@@ -3,9 +3,11 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QRegularExpression>
 
 #include "app/ConfigService.h"
 #include "support/BundleOverride.h"
+#include "support/StdoutCapture.h"
 #include "support/TestEnvironment.h"
 
 using namespace mnemora;
@@ -78,13 +80,44 @@ TEST_F(ConfigFixture, WriteMergesIntoTheFileOnDiskNotIntoStaleMemory) {
     EXPECT_TRUE(text.contains("\n    \"a\": 1"));
 }
 
-TEST_F(ConfigFixture, WriteCreatesTheFolderAndReplacesAnUnreadableFile) {
+TEST_F(ConfigFixture, AWriteKeepsAFileThatDoesNotParseBesideItselfBeforeReplacingIt) {
     EXPECT_TRUE(config.write({{"x", QJsonValue(1)}}));
     EXPECT_EQ(fileObject(config.fileURL()), (QJsonObject{{"x", 1}}));
 
-    TestEnvironment::writeFile(config.fileURL(), "not json at all");
-    EXPECT_TRUE(config.write({{"y", QJsonValue(2)}}));
+    // Hand-editing slips: a trailing comma, then JSON that is no object.
+    const QByteArray slips[] = {"{\"mnemora_path\": \"~/Books\", \"identities\": [],}\n",
+                                "[\"mnemora_path\"]"};
+    const QDir folder = QFileInfo(config.fileURL()).dir();
+    QStringList logged;
+    for (const QByteArray& slip : slips) {
+        TestEnvironment::writeFile(config.fileURL(), slip);
+        test::StdoutCapture output;
+        EXPECT_TRUE(config.write({{"y", QJsonValue(2)}}));
+        logged << output.linesStartingWith("[ConfigService] ");
+    }
     EXPECT_EQ(fileObject(config.fileURL()), (QJsonObject{{"y", 2}}));
+
+    const QStringList kept = folder.entryList({"config.json.broken-*"}, QDir::Files, QDir::Name);
+    ASSERT_EQ(kept.size(), 2) << folder.entryList().join(' ').toStdString();
+    const QRegularExpression name(R"(^config\.json\.broken-\d{8}T\d{6}Z(-\d+)?$)");
+    QList<QByteArray> contents;
+    QStringList expectedLog;
+    for (const QString& file : kept) {
+        EXPECT_TRUE(name.match(file).hasMatch()) << file.toStdString();
+        contents << TestEnvironment::readFile(folder.filePath(file));
+        expectedLog << "[ConfigService] config.json did not parse; kept it as " +
+                           folder.filePath(file);
+    }
+    std::sort(contents.begin(), contents.end());
+    EXPECT_EQ(contents, (QList<QByteArray>{slips[1], slips[0]}));
+    logged.sort();
+    EXPECT_EQ(logged, expectedLog);
+
+    // A file that parses, or none at all, is replaced without a copy.
+    EXPECT_TRUE(config.write({{"z", QJsonValue(3)}}));
+    QFile::remove(config.fileURL());
+    EXPECT_TRUE(config.write({{"z", QJsonValue(3)}}));
+    EXPECT_EQ(folder.entryList({"config.json*"}, QDir::Files).size(), 3);
 }
 
 TEST_F(ConfigFixture, FailedWriteLeavesMemoryAloneAndSetsTheError) {
@@ -152,6 +185,11 @@ TEST_F(ConfigFixture, ActiveIdentityDisplayName) {
     // An entry without a string id matches an absent active id.
     store(R"({"identities": [{"id": "a", "display_name": "Ann"}, {"display_name": "Nobody"}]})");
     EXPECT_EQ(config.activeIdentityDisplayName(), "Nobody");
+
+    // The older spelling stands in for the id, and an empty id counts as none.
+    store(R"({"active_identity_id": "", "active_identity": "b", "identities": [
+        {"id": "a", "display_name": "Ann", "is_default": true}, {"id": "b", "display_name": "Bob"}]})");
+    EXPECT_EQ(config.activeIdentityDisplayName(), "Bob");
 
     store(R"({"identities": [{"id": "a", "display_name": "  "}]})");
     EXPECT_EQ(config.activeIdentityDisplayName(), std::nullopt);

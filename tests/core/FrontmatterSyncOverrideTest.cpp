@@ -14,6 +14,10 @@ TEST(FrontmatterSyncOverrideTest, ReadsTheSyncKey) {
     EXPECT_EQ(parse("---\nsync: cloudkit\n---\n"), SyncOverride::enabled);
     EXPECT_EQ(parse("---\ntitle: Groceries\n\t sync \t:\t cloudkit \n---\n"),
               SyncOverride::enabled);
+    // Files saved with CR LF or lone CR line ends say the same.
+    EXPECT_EQ(parse("---\r\nsync: false\r\n---\r\nBody"), SyncOverride::disabled);
+    EXPECT_EQ(parse("---\rtitle: a\rsync: false\r---\rBody"), SyncOverride::disabled);
+    EXPECT_EQ(parse("---\r\nsync: cloudkit\r\n---\r\n"), SyncOverride::enabled);
 }
 
 TEST(FrontmatterSyncOverrideTest, UnknownValueOrMissingKeyGivesNothing) {

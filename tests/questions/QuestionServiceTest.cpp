@@ -4,8 +4,12 @@
 #include <QProcess>
 #include <QTimeZone>
 
+#include <cerrno>
 #include <csignal>
+#include <cstring>
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "questions/QuestionService.h"
 #include "support/BundleOverride.h"
@@ -44,6 +48,34 @@ public:
         Result copy = result; // QCoro's co_return moves from an lvalue
         co_return copy;
     }
+};
+
+// Root may write any file, so what a read-only file means shows only to an ordinary user: as root,
+// become one for the object's lifetime (keeping root as the saved id to come back), with `folder`
+// made theirs and `root` passable.
+class OrdinaryUser {
+public:
+    OrdinaryUser(const QString& root, const QString& folder) {
+        if (geteuid() != 0) {
+            return;
+        }
+        constexpr uid_t kNobody = 65534;
+        active_ = chmod(QFile::encodeName(root).constData(), 0711) == 0 &&
+                  chown(QFile::encodeName(folder).constData(), kNobody, kNobody) == 0 &&
+                  setresgid(kNobody, kNobody, 0) == 0 && setresuid(kNobody, kNobody, 0) == 0;
+        EXPECT_TRUE(active_) << std::strerror(errno);
+    }
+    ~OrdinaryUser() {
+        if (active_) {
+            EXPECT_EQ(setresuid(0, 0, 0), 0);
+            EXPECT_EQ(setresgid(0, 0, 0), 0);
+        }
+    }
+    OrdinaryUser(const OrdinaryUser&) = delete;
+    OrdinaryUser& operator=(const OrdinaryUser&) = delete;
+
+private:
+    bool active_ = false;
 };
 
 struct QuestionFiles : ::testing::Test {
@@ -262,6 +294,62 @@ TEST_F(QuestionFiles, BadFilesGiveTheirErrorAndAreNeverTouched) {
     // Success clears the error.
     EXPECT_EQ(service.answerQuestion(open, "yes"), std::nullopt);
     EXPECT_TRUE(service.lastError().isEmpty());
+}
+
+TEST_F(QuestionFiles, CrLfAndCrFilesAreReadLikeLfFilesAndRewrittenInTheirOwnLineEnds) {
+    const QByteArray lf =
+        QByteArray(kSetupQuestion)
+            .replace("kind: setup\n", "kind: setup\nasked_by: 'dreamer:ledger'\n");
+    for (const QByteArray lineEnd : {"\r\n", "\r"}) {
+        SCOPED_TRACE(lineEnd.toPercentEncoding().toStdString());
+        auto withOwnEnds = [&lineEnd](QByteArray text) { return text.replace("\n", lineEnd); };
+        const Question plain = questionAt("lf", lf);
+        const Question own = questionAt("own", withOwnEnds(lf));
+        EXPECT_EQ(QuestionService::frontmatterValue(own.filePath, "status"), "open");
+        EXPECT_EQ(QuestionService::frontmatterValue(own.filePath, "asked_by"), "dreamer:ledger");
+
+        // Only the lines an answer sets change, and every line keeps the file's own end.
+        for (const Question& question : {plain, own}) {
+            EXPECT_EQ(service.answerQuestion(question, "Tiles and \"grout\"."), std::nullopt);
+        }
+        EXPECT_EQ(bytes(own), withOwnEnds(bytes(plain)));
+        EXPECT_EQ(QuestionService::frontmatterValue(own.filePath, "status"), "answered");
+        EXPECT_EQ(QuestionService::frontmatterValue(own.filePath, "answer"),
+                  R"(Tiles and \"grout\".)");
+
+        for (const Question& question : {plain, own}) {
+            EXPECT_EQ(service.dismissQuestion(question, QString("Not mine.\nAsk Ann.")),
+                      std::nullopt);
+        }
+        EXPECT_EQ(bytes(own), withOwnEnds(bytes(plain)));
+        EXPECT_EQ(bytes(own).count("status:"), 1);
+    }
+}
+
+TEST_F(QuestionFiles, AReadOnlyFileIsAnsweredAndStaysReadOnly) {
+    const Question question = questionAt("locked", "---\nstatus: open\n---\nBody\n");
+    const QString folder = QFileInfo(question.filePath).absolutePath();
+    ASSERT_EQ(chmod(QFile::encodeName(question.filePath).constData(), 0444), 0);
+    {
+        const OrdinaryUser user(env.root(), folder);
+        EXPECT_EQ(service.answerQuestion(question, "yes"), std::nullopt)
+            << service.lastError().toStdString();
+    }
+    EXPECT_EQ(bytes(question), "---\n"
+                               "status: answered\n"
+                               "answered_by: user\n"
+                               "answered_at: 2026-11-15T06:12:09Z\n"
+                               "answer: \"yes\"\n"
+                               "---\n"
+                               "Body\n"
+                               "\n"
+                               "## Answer (2026-11-15T06:12:09Z)\n"
+                               "\n"
+                               "yes\n");
+    struct stat status {};
+    ASSERT_EQ(stat(QFile::encodeName(question.filePath).constData(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0444u);
+    EXPECT_EQ(QDir(folder).entryList(QDir::Files | QDir::Hidden), QStringList{"locked.md"});
 }
 
 TEST_F(QuestionFiles, FrontmatterValuesAreTrimmedUnquotedAndFoundOnlyByTheirWholeKey) {

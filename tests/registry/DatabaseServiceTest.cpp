@@ -158,4 +158,16 @@ TEST_F(DatabaseFixture, IdentityScopes) {
     config.load();
     EXPECT_EQ(database.identityId(IdentityScope::active()), "me");
     EXPECT_EQ(database.identityId(IdentityScope::all()), std::nullopt);
+
+    // The configuration's one rule: the older spelling stands in, an empty value is none.
+    const std::pair<QByteArray, std::optional<QString>> active[] = {
+        {R"({"active_identity": "old"})", "old"},
+        {R"({"active_identity_id": "", "active_identity": "old"})", "old"},
+        {R"({"active_identity_id": "", "active_identity": ""})", std::nullopt},
+    };
+    for (const auto& [json, id] : active) {
+        TestEnvironment::writeFile(config.fileURL(), json);
+        config.load();
+        EXPECT_EQ(database.identityId(IdentityScope::active()), id) << json.toStdString();
+    }
 }

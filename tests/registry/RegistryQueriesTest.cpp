@@ -3,6 +3,10 @@
 #include <QFile>
 #include <QTimeZone>
 
+#include <atomic>
+#include <numeric>
+#include <thread>
+
 #include "app/ConfigService.h"
 #include "registry/DatabaseService.h"
 #include "support/BundleOverride.h"
@@ -221,6 +225,54 @@ TEST_F(RegistryQueries, StatsCountItemsAndEntitiesWithUnknownForNullKeys) {
                            .byStatus = {{"done", 1}, {"pending", 1}},
                            .byIdentity = {{"p1", 2}}};
     EXPECT_EQ(runTask(database.fetchStats(IdentityScope::specific("p1"))), p1);
+}
+
+TEST_F(RegistryQueries, StatsAreOneSnapshotWhileTheDaemonWrites) {
+    index->db().exec("BEGIN");
+    for (int i = 0; i < 3000; ++i) {
+        index->item(
+            {{"file_path", QString::number(i)}, {"item_type", "photo"}, {"status", "done"}});
+    }
+    index->db().exec("COMMIT");
+
+    // The daemon commits one row after another on its own connection while the screens read.
+    std::atomic<bool> stop = false;
+    std::atomic<int> commits = 0;
+    std::thread daemon([&] {
+        SQLite::Database db(database.indexPath().toStdString(), SQLite::OPEN_READWRITE);
+        db.exec("PRAGMA synchronous = OFF");
+        const char* types[] = {"photo", "video", "voice_memo", "time_entry"};
+        for (int i = 0; !stop; ++i) {
+            SQLite::Statement insert(db, "INSERT INTO registry_items (file_path, item_type, "
+                                         "status, identity_id) VALUES (?, ?, ?, ?)");
+            insert.bind(1, "new-" + std::to_string(i));
+            insert.bind(2, types[i % 4]);
+            insert.bind(3, i % 3 ? "pending" : "done");
+            insert.bind(4, i % 2 ? "p1" : "p2");
+            insert.exec();
+            ++commits;
+        }
+    });
+
+    auto sum = [](const QMap<QString, qint64>& counts) {
+        return std::accumulate(counts.cbegin(), counts.cend(), qint64(0));
+    };
+    int readsDuringWrites = 0;
+    int torn = 0;
+    for (int read = 0; read < 5000 && readsDuringWrites < 30; ++read) {
+        const int before = commits;
+        const RegistryStats stats = runTask(database.fetchStats(IdentityScope::all()));
+        readsDuringWrites += commits > before;
+        const bool whole = stats.totalItems == sum(stats.byItemType) &&
+                           stats.totalItems == sum(stats.byStatus) &&
+                           stats.totalItems == sum(stats.byIdentity);
+        torn += !whole;
+    }
+    stop = true;
+    daemon.join();
+    EXPECT_GE(readsDuringWrites, 30);
+    EXPECT_EQ(torn, 0);
+    EXPECT_TRUE(database.lastError().isEmpty()) << database.lastError().toStdString();
 }
 
 TEST_F(RegistryQueries, PendingCountsCountWaitingAndFailedWorkAndTheLastDaysDoneItems) {
