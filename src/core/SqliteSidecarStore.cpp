@@ -221,6 +221,41 @@ std::string describeDoc(const std::string& zone, const std::string& docPath) {
     return zone.empty() ? "\"" + docPath + "\"" : "\"" + docPath + "\" in zone \"" + zone + "\"";
 }
 
+// Sets the connection up as the store relies on and returns the schema steps the file has had.
+std::set<std::string> prepare(SQLite::Database& db) {
+    // Another copy of the application on the same vault holds the file only briefly.
+    db.setBusyTimeout(5000);
+    // With the write-ahead log a save costs one sync instead of several and stays durable.
+    db.exec("PRAGMA journal_mode = WAL");
+    db.exec("CREATE TABLE IF NOT EXISTS schema_migrations (identifier TEXT NOT NULL PRIMARY KEY)");
+    SQLite::Statement query(db, "SELECT identifier FROM schema_migrations");
+    std::set<std::string> applied;
+    while (query.executeStep()) {
+        applied.insert(query.getColumn(0).getString());
+    }
+    return applied;
+}
+
+// Runs one schema step and records it, all or nothing.
+void run(SQLite::Database& db, const Migration& migration) {
+    SQLite::Transaction transaction(db, SQLite::TransactionBehavior::IMMEDIATE);
+    for (const std::string& statement : migration.statements) {
+        db.exec(statement);
+    }
+    SQLite::Statement record(db, "INSERT INTO schema_migrations (identifier) VALUES (?)");
+    record.bindNoCopy(1, migration.name.data());
+    record.exec();
+    transaction.commit();
+}
+
+// Removes the document's rows, within the caller's transaction.
+void removeRows(SQLite::Database& db, const std::string& zone, const std::string& docPath) {
+    SQLite::Statement remove(db, kDeleteSql);
+    remove.bindNoCopy(1, zone);
+    remove.bindNoCopy(2, docPath);
+    remove.exec();
+}
+
 } // namespace
 
 SqliteSidecarStore::SqliteSidecarStore(const std::string& path) {
@@ -247,16 +282,7 @@ void SqliteSidecarStore::open(const std::string& path, std::string_view label) {
     try {
         db_ =
             std::make_unique<SQLite::Database>(path, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
-        // Another copy of the application on the same vault holds the file only briefly.
-        db_->setBusyTimeout(5000);
-        // With the write-ahead log a save costs one sync instead of several and stays durable.
-        db_->exec("PRAGMA journal_mode = WAL");
-        db_->exec("CREATE TABLE IF NOT EXISTS schema_migrations (identifier TEXT NOT NULL "
-                  "PRIMARY KEY)");
-        SQLite::Statement query(*db_, "SELECT identifier FROM schema_migrations");
-        while (query.executeStep()) {
-            applied.insert(query.getColumn(0).getString());
-        }
+        applied = prepare(*db_);
     } catch (const SQLite::Exception& e) {
         throw Error("Could not open the sidecar store " + std::string(label) + ": " + e.what());
     }
@@ -265,14 +291,7 @@ void SqliteSidecarStore::open(const std::string& path, std::string_view label) {
             continue;
         }
         try {
-            SQLite::Transaction transaction(*db_, SQLite::TransactionBehavior::IMMEDIATE);
-            for (const std::string& statement : migration.statements) {
-                db_->exec(statement);
-            }
-            SQLite::Statement record(*db_, "INSERT INTO schema_migrations (identifier) VALUES (?)");
-            record.bindNoCopy(1, migration.name.data());
-            record.exec();
-            transaction.commit();
+            run(*db_, migration);
         } catch (const SQLite::Exception& e) {
             throw Error("Could not bring the sidecar store " + std::string(label) +
                         " up to date (" + std::string(migration.name) + "): " + e.what());
@@ -304,10 +323,7 @@ void SqliteSidecarStore::saveBlocks(const std::string& zone, const std::string& 
     try {
         // One transaction: a failure anywhere rolls the document back to what it was.
         SQLite::Transaction transaction(*db_, SQLite::TransactionBehavior::IMMEDIATE);
-        SQLite::Statement remove(*db_, kDeleteSql);
-        remove.bindNoCopy(1, zone);
-        remove.bindNoCopy(2, docPath);
-        remove.exec();
+        removeRows(*db_, zone, docPath);
         SQLite::Statement insert(*db_, kInsertSql);
         for (const Block& block : blocks) {
             bindRow(insert, zone, docPath, block);
@@ -325,10 +341,7 @@ void SqliteSidecarStore::deleteDoc(const std::string& zone, const std::string& d
     const std::lock_guard lock(mutex_);
     try {
         SQLite::Transaction transaction(*db_, SQLite::TransactionBehavior::IMMEDIATE);
-        SQLite::Statement remove(*db_, kDeleteSql);
-        remove.bindNoCopy(1, zone);
-        remove.bindNoCopy(2, docPath);
-        remove.exec();
+        removeRows(*db_, zone, docPath);
         transaction.commit();
     } catch (const SQLite::Exception& e) {
         throw Error("Could not delete " + describeDoc(zone, docPath) +
