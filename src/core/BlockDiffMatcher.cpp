@@ -128,7 +128,8 @@ private:
     std::vector<int> cells_;
 };
 
-// The indices between two anchors, exclusive, on either side.
+// The stretch between two consecutive anchors: the stored indices strictly between `oldAfter` and
+// `oldBefore`, and the new ones strictly between `newAfter` and `newBefore`.
 struct Gap {
     int oldAfter = -1;
     int oldBefore = 0;
