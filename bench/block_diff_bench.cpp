@@ -3,6 +3,7 @@
 
 #include "core/BlockDiffMatcher.h"
 #include "core/FractionalIndex.h"
+#include "core/MarkdownCodec.h"
 
 #include <benchmark/benchmark.h>
 
@@ -11,14 +12,12 @@
 #include <string>
 #include <vector>
 
+#include "NotesDocument.h"
+
 namespace {
 
-using mnemora::core::Block;
-using mnemora::core::BlockID;
-using mnemora::core::BlockKind;
-using mnemora::core::BlockOp;
-using mnemora::core::FractionalIndex;
-using mnemora::core::BlockDiffMatcher::diff;
+using namespace mnemora::core;
+using BlockDiffMatcher::diff;
 
 constexpr int kLines = 1000;
 
@@ -39,21 +38,7 @@ void bisect(const std::optional<FractionalIndex>& lower,
 }
 
 Block lineAt(int i) {
-    if (i % 40 == 0) {
-        return Block{
-            .kind = BlockKind::heading, .level = 2, .text = "Section " + std::to_string(i)};
-    }
-    if (i % 40 == 1) {
-        return Block{.text = ""};
-    }
-    if (i % 3 == 0) {
-        return Block{.kind = BlockKind::item,
-                     .text =
-                         "Task " + std::to_string(i) + ": pick up the parcel at the post office",
-                     .checked = i % 2 == 0};
-    }
-    return Block{.text = "Line " + std::to_string(i) +
-                         " of the notes, written in plain words about the week ahead."};
+    return MarkdownCodec::parse(notesLine(i)).front();
 }
 
 struct Scenario {

@@ -1,44 +1,22 @@
 // A file change of a 1,000-line document with 10 edited lines on a file sidecar: load, parse,
 // diff and save. Target: at most 50 ms per change.
 
-#include "core/SqliteSidecarStore.h"
 #include "core/SyncedDocEngine.h"
 
 #include <benchmark/benchmark.h>
 
-#include <cstdlib>
-#include <filesystem>
 #include <string>
 
-#include "TempFolder.h"
+#include "FileSidecar.h"
+#include "NotesDocument.h"
 
 namespace {
 
 using mnemora::core::BlockOp;
-using mnemora::core::SqliteSidecarStore;
 using mnemora::core::SyncedDocEngine;
 
 constexpr int kLines = 1000;
 constexpr const char* kDocPath = "lists/active/big.md";
-
-std::string lineAt(int i, bool edited) {
-    std::string line;
-    if (i % 40 == 0) {
-        line = "## Section " + std::to_string(i);
-    } else if (i % 40 == 1) {
-        line = "";
-    } else if (i % 3 == 0) {
-        line = std::string(i % 2 == 0 ? "- [x] " : "- [ ] ") + "Task " + std::to_string(i) +
-               ": pick up the parcel at the post office";
-    } else {
-        line = "Line " + std::to_string(i) +
-               " of the notes, written in plain words about the week ahead.";
-    }
-    if (edited && i % 100 == 55) { // 10 edits of a few words each
-        line += " Changed.";
-    }
-    return line;
-}
 
 std::string document(bool edited) {
     std::string text;
@@ -46,19 +24,20 @@ std::string document(bool edited) {
         if (i > 0) {
             text += '\n';
         }
-        text += lineAt(i, edited);
+        text += notesLine(i);
+        if (edited && i % 100 == 55) { // 10 edits of a few words each
+            text += " Changed.";
+        }
     }
     return text;
 }
 
 void BM_ApplyFileChangeThousandLinesTenEdits(benchmark::State& state) {
-    TempFolder folder("engine-bench");
-    if (folder.path().empty()) {
-        state.SkipWithError("no temporary folder");
+    FileSidecar sidecar(state);
+    if (sidecar.store() == nullptr) {
         return;
     }
-    SqliteSidecarStore store((folder.path() / "synced-docs.sqlite").string());
-    SyncedDocEngine engine(store);
+    SyncedDocEngine engine(*sidecar.store());
     const std::string texts[2] = {document(false), document(true)};
     engine.applyFileChange(kDocPath, texts[0]);
 

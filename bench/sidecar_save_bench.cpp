@@ -1,24 +1,17 @@
 // Saving 1,000 blocks in one transaction on a file store. Target: at most 20 ms per save.
 
 #include "core/FractionalIndex.h"
-#include "core/SqliteSidecarStore.h"
 
 #include <benchmark/benchmark.h>
 
-#include <cstdlib>
-#include <filesystem>
 #include <string>
 #include <vector>
 
-#include "TempFolder.h"
+#include "FileSidecar.h"
 
 namespace {
 
-using mnemora::core::Block;
-using mnemora::core::BlockKind;
-using mnemora::core::FractionalIndex;
-using mnemora::core::QuestionCardStatus;
-using mnemora::core::SqliteSidecarStore;
+using namespace mnemora::core;
 
 constexpr int kBlocks = 1000;
 
@@ -47,33 +40,31 @@ std::vector<Block> thousandBlocks() {
 }
 
 void BM_SaveThousandBlocksToFile(benchmark::State& state) {
-    TempFolder folder("sidecar-bench");
-    if (folder.path().empty()) {
-        state.SkipWithError("no temporary folder");
+    FileSidecar sidecar(state);
+    SqliteSidecarStore* store = sidecar.store();
+    if (store == nullptr) {
         return;
     }
-    SqliteSidecarStore store((folder.path() / "synced-docs.sqlite").string());
     const std::vector<Block> blocks = thousandBlocks();
-    store.saveBlocks("lists/active/big.md", blocks); // every round replaces a full document
+    store->saveBlocks("lists/active/big.md", blocks); // every round replaces a full document
     for (auto _ : state) {
-        store.saveBlocks("lists/active/big.md", blocks);
+        store->saveBlocks("lists/active/big.md", blocks);
     }
-    if (store.loadBlocks("lists/active/big.md").size() != blocks.size()) {
+    if (store->loadBlocks("lists/active/big.md").size() != blocks.size()) {
         state.SkipWithError("the saved document lost blocks");
     }
 }
 BENCHMARK(BM_SaveThousandBlocksToFile)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 void BM_LoadThousandBlocksFromFile(benchmark::State& state) {
-    TempFolder folder("sidecar-bench");
-    if (folder.path().empty()) {
-        state.SkipWithError("no temporary folder");
+    FileSidecar sidecar(state);
+    SqliteSidecarStore* store = sidecar.store();
+    if (store == nullptr) {
         return;
     }
-    SqliteSidecarStore store((folder.path() / "synced-docs.sqlite").string());
-    store.saveBlocks("lists/active/big.md", thousandBlocks());
+    store->saveBlocks("lists/active/big.md", thousandBlocks());
     for (auto _ : state) {
-        benchmark::DoNotOptimize(store.loadBlocks("lists/active/big.md"));
+        benchmark::DoNotOptimize(store->loadBlocks("lists/active/big.md"));
     }
 }
 BENCHMARK(BM_LoadThousandBlocksFromFile)->Unit(benchmark::kMillisecond)->UseRealTime();

@@ -1,5 +1,7 @@
 #include "core/Block.h"
 
+#include <algorithm>
+
 namespace mnemora::core {
 
 namespace {
@@ -21,32 +23,43 @@ template <typename T> std::size_t hashOf(const std::optional<T>& value) {
     return seed;
 }
 
-template <typename Tuple> std::size_t hashFields(const Tuple& fields) {
-    return std::apply(
-        [](const auto&... field) {
-            std::size_t seed = 0;
-            (mix(seed, hashOf(field)), ...);
-            return seed;
-        },
-        fields);
+// One body for Block and ContentKey, so that a block hashes as its key does.
+template <typename Content> std::size_t hashContent(const Content& content) {
+    std::size_t seed = 0;
+    forEachContentField(content,
+                        [&seed](std::string_view, const auto& field) { mix(seed, hashOf(field)); });
+    return seed;
 }
 
 } // namespace
 
 Block::ContentKey Block::contentKey() const {
-    return std::apply([](const auto&... field) { return ContentKey{field...}; }, contentFields());
+    return ContentKey{
+#define MNEMORA_BLOCK_CONTENT(Type, name, init) .name = name,
+#include "core/BlockFields.def"
+    };
 }
 
 bool Block::hasSameContent(const Block& other) const {
-    return contentFields() == other.contentFields();
+#define MNEMORA_BLOCK_CONTENT(Type, name, init)                                                    \
+    if (name != other.name) {                                                                      \
+        return false;                                                                              \
+    }
+#include "core/BlockFields.def"
+    return true;
 }
 
 std::size_t Block::contentHash() const {
-    return hashFields(contentFields());
+    return hashContent(*this);
 }
 
 std::size_t Block::ContentKey::hash() const {
-    return hashFields(fields());
+    return hashContent(*this);
+}
+
+void sortByPosition(std::vector<Block>& blocks) {
+    std::stable_sort(blocks.begin(), blocks.end(),
+                     [](const Block& a, const Block& b) { return a.position < b.position; });
 }
 
 } // namespace mnemora::core
@@ -54,7 +67,8 @@ std::size_t Block::ContentKey::hash() const {
 std::size_t
 std::hash<mnemora::core::Block>::operator()(const mnemora::core::Block& block) const noexcept {
     std::size_t seed = block.contentHash();
-    mnemora::core::mix(seed, std::hash<mnemora::core::BlockID>{}(block.id));
-    mnemora::core::mix(seed, std::hash<mnemora::core::FractionalIndex>{}(block.position));
+#define MNEMORA_BLOCK_PLACE(Type, name, column)                                                    \
+    mnemora::core::mix(seed, mnemora::core::hashOf(block.name));
+#include "core/BlockFields.def"
     return seed;
 }

@@ -15,7 +15,7 @@
 #include <functional>
 #include <optional>
 #include <string>
-#include <tuple>
+#include <vector>
 
 namespace mnemora::core {
 
@@ -24,50 +24,16 @@ namespace mnemora::core {
 // absent everywhere. Build it with designated initialisers; every optional field defaults to
 // absent, and an omitted `id` is freshly minted. Every field has a default member initialiser so
 // that designated initialisers may leave fields out without -Wmissing-field-initializers.
+//
+// The fields are listed in core/BlockFields.def and nowhere else.
 struct Block {
     struct ContentKey;
 
-    BlockID id{};
-    BlockKind kind = BlockKind::text;
-    int level = 0; // heading depth 1 to 6; 0 for every other kind
-    std::string text{};
-    std::optional<bool> checked{};
-    FractionalIndex position{};
-    std::optional<std::string> questionID{};
-    std::optional<QuestionCardStatus> questionStatus{};
-    std::optional<std::string> booksID{};
-    std::optional<std::string> questionKind{};
-    std::optional<std::string> suggestedActions{};
-    std::optional<std::string> askedBy{};
-    std::optional<std::string> askedAt{};
-    std::optional<std::string> answeredBy{};
-    std::optional<std::string> answeredAt{};
-    std::optional<std::string> appliedAt{};
-    std::optional<std::string> answer{};
-    std::optional<std::string> audioAssetRef{};
-    std::optional<VoiceTranscriptionState> transcriptionState{};
-    std::optional<std::int64_t> transcriptionProgress{};
-    std::optional<std::string> transcriptionPartial{};
-    std::optional<std::string> period{};
-    std::optional<std::string> business{};
-    std::optional<ClosePhase> closePhase{};
-    std::optional<std::string> activity{};
-    std::optional<std::string> startedAt{};
-    std::optional<std::string> movedAt{};
-    std::optional<CloseBlockedKind> blockedKind{};
-    std::optional<std::string> blockedReason{};
-    std::optional<std::int64_t> answerableCount{};
-    std::optional<std::string> deliverableLabel{};
-    std::optional<std::string> deliverableDetail{};
-    std::optional<DeliverableStatus> deliverableStatus{};
-    std::optional<std::int64_t> countDone{};
-    std::optional<std::int64_t> countTotal{};
-    std::optional<std::string> ledgerDate{};
-    std::optional<std::string> ledgerOrigin{};
-    std::optional<std::string> ledgerAmount{};
-    std::optional<SyncedLedgerState> ledgerState{};
+#define MNEMORA_BLOCK_PLACE(Type, name, column) Type name{};
+#define MNEMORA_BLOCK_CONTENT(Type, name, init) Type name{init};
+#include "core/BlockFields.def"
 
-    // All 39 fields.
+    // Every field.
     bool operator==(const Block&) const = default;
 
     // The block without `id` and `position`.
@@ -80,76 +46,40 @@ struct Block {
     // Equals std::hash<ContentKey>{}(contentKey()) without copying the fields, so callers that
     // compare many blocks pairwise can hash each block once and compare hashes first.
     std::size_t contentHash() const;
-
-private:
-    auto contentFields() const {
-        return std::tie(kind, level, text, checked, questionID, questionStatus, booksID,
-                        questionKind, suggestedActions, askedBy, askedAt, answeredBy, answeredAt,
-                        appliedAt, answer, audioAssetRef, transcriptionState, transcriptionProgress,
-                        transcriptionPartial, period, business, closePhase, activity, startedAt,
-                        movedAt, blockedKind, blockedReason, answerableCount, deliverableLabel,
-                        deliverableDetail, deliverableStatus, countDone, countTotal, ledgerDate,
-                        ledgerOrigin, ledgerAmount, ledgerState);
-    }
 };
 
-// The 37 content fields of a block, in the order of Block, as one hashable value.
+// The content fields of a block (all but `id` and `position`), in the order of Block, as one
+// hashable value.
 struct Block::ContentKey {
-    BlockKind kind = BlockKind::text;
-    int level = 0;
-    std::string text{};
-    std::optional<bool> checked{};
-    std::optional<std::string> questionID{};
-    std::optional<QuestionCardStatus> questionStatus{};
-    std::optional<std::string> booksID{};
-    std::optional<std::string> questionKind{};
-    std::optional<std::string> suggestedActions{};
-    std::optional<std::string> askedBy{};
-    std::optional<std::string> askedAt{};
-    std::optional<std::string> answeredBy{};
-    std::optional<std::string> answeredAt{};
-    std::optional<std::string> appliedAt{};
-    std::optional<std::string> answer{};
-    std::optional<std::string> audioAssetRef{};
-    std::optional<VoiceTranscriptionState> transcriptionState{};
-    std::optional<std::int64_t> transcriptionProgress{};
-    std::optional<std::string> transcriptionPartial{};
-    std::optional<std::string> period{};
-    std::optional<std::string> business{};
-    std::optional<ClosePhase> closePhase{};
-    std::optional<std::string> activity{};
-    std::optional<std::string> startedAt{};
-    std::optional<std::string> movedAt{};
-    std::optional<CloseBlockedKind> blockedKind{};
-    std::optional<std::string> blockedReason{};
-    std::optional<std::int64_t> answerableCount{};
-    std::optional<std::string> deliverableLabel{};
-    std::optional<std::string> deliverableDetail{};
-    std::optional<DeliverableStatus> deliverableStatus{};
-    std::optional<std::int64_t> countDone{};
-    std::optional<std::int64_t> countTotal{};
-    std::optional<std::string> ledgerDate{};
-    std::optional<std::string> ledgerOrigin{};
-    std::optional<std::string> ledgerAmount{};
-    std::optional<SyncedLedgerState> ledgerState{};
+#define MNEMORA_BLOCK_CONTENT(Type, name, init) Type name{init};
+#include "core/BlockFields.def"
 
     bool operator==(const ContentKey&) const = default;
 
     std::size_t hash() const;
-
-private:
-    friend struct Block;
-
-    auto fields() const {
-        return std::tie(kind, level, text, checked, questionID, questionStatus, booksID,
-                        questionKind, suggestedActions, askedBy, askedAt, answeredBy, answeredAt,
-                        appliedAt, answer, audioAssetRef, transcriptionState, transcriptionProgress,
-                        transcriptionPartial, period, business, closePhase, activity, startedAt,
-                        movedAt, blockedKind, blockedReason, answerableCount, deliverableLabel,
-                        deliverableDetail, deliverableStatus, countDone, countTotal, ledgerDate,
-                        ledgerOrigin, ledgerAmount, ledgerState);
-    }
 };
+
+// How many fields a block has, and how many of them are content.
+inline constexpr std::size_t kBlockFieldCount = 0
+#define MNEMORA_BLOCK_FIELD(Type, name) +1
+#include "core/BlockFields.def"
+    ;
+
+inline constexpr std::size_t kBlockContentFieldCount = 0
+#define MNEMORA_BLOCK_CONTENT(Type, name, init) +1
+#include "core/BlockFields.def"
+    ;
+
+// Calls `visit(name, field)` for each content field of `block` (a Block or a ContentKey, const
+// or not), in declaration order. For code that treats the fields by their type.
+template <typename Content, typename Visit>
+void forEachContentField(Content& block, Visit&& visit) {
+#define MNEMORA_BLOCK_CONTENT(Type, name, init) visit(#name, block.name);
+#include "core/BlockFields.def"
+}
+
+// Orders blocks by position; blocks of equal position keep their order.
+void sortByPosition(std::vector<Block>& blocks);
 
 } // namespace mnemora::core
 

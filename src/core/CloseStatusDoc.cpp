@@ -73,8 +73,7 @@ std::vector<Block> CloseStatusDoc::blocks() const {
 }
 
 std::optional<CloseStatusDoc> CloseStatusDoc::from(std::vector<Block> blocks) {
-    std::stable_sort(blocks.begin(), blocks.end(),
-                     [](const Block& a, const Block& b) { return a.position < b.position; });
+    sortByPosition(blocks);
 
     const auto header = std::ranges::find(blocks, BlockKind::closeStatus, &Block::kind);
     if (header == blocks.end() || !header->period || !header->closePhase) {

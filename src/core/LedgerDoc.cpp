@@ -1,6 +1,7 @@
 #include "core/LedgerDoc.h"
 
 #include "core/FractionalIndex.h"
+#include "core/Graphemes.h"
 
 #include <utf8proc.h>
 
@@ -11,34 +12,6 @@
 namespace mnemora::core {
 
 namespace {
-
-// User-perceived characters, so that a date part is measured as a person reads it. A byte that
-// is not valid UTF-8 counts as one character.
-std::size_t characterCount(std::string_view text) {
-    const auto* bytes = reinterpret_cast<const utf8proc_uint8_t*>(text.data());
-    const auto size = static_cast<utf8proc_ssize_t>(text.size());
-    std::size_t count = 0;
-    utf8proc_int32_t previous = 0;
-    bool previousInvalid = false;
-    utf8proc_int32_t state = 0;
-    for (utf8proc_ssize_t pos = 0; pos < size;) {
-        utf8proc_int32_t codepoint = 0;
-        utf8proc_ssize_t length = utf8proc_iterate(bytes + pos, size - pos, &codepoint);
-        const bool invalid = length <= 0;
-        if (pos == 0 || invalid || previousInvalid ||
-            utf8proc_grapheme_break_stateful(previous, codepoint, &state)) {
-            ++count;
-        }
-        if (invalid) {
-            length = 1;
-            state = 0;
-        }
-        previous = codepoint;
-        previousInvalid = invalid;
-        pos += length;
-    }
-    return count;
-}
 
 bool isWhiteSpaceOrLineEnd(utf8proc_int32_t codepoint) {
     if ((codepoint >= 0x09 && codepoint <= 0x0D) || codepoint == 0x85) {
@@ -89,7 +62,8 @@ std::string LedgerDoc::Row::shortDate() const {
     if (secondDash == std::string::npos || date.find('-', secondDash + 1) != std::string::npos) {
         return date;
     }
-    if (characterCount(std::string_view(date).substr(0, firstDash)) != 4) {
+    // A year is measured as a person reads it.
+    if (Graphemes::count(std::string_view(date).substr(0, firstDash)) != 4) {
         return date;
     }
     return date.substr(firstDash + 1);
@@ -153,8 +127,7 @@ std::vector<Block> LedgerDoc::blocks() const {
 }
 
 LedgerDoc LedgerDoc::from(std::vector<Block> blocks) {
-    std::stable_sort(blocks.begin(), blocks.end(),
-                     [](const Block& a, const Block& b) { return a.position < b.position; });
+    sortByPosition(blocks);
     LedgerDoc doc;
     for (const Block& block : blocks) {
         if (block.kind != BlockKind::ledgerRow || !block.ledgerDate || block.ledgerDate->empty() ||

@@ -10,6 +10,54 @@
 
 namespace mnemora::core {
 
+namespace {
+
+std::unordered_map<BlockID, Block> byIdentifier(std::vector<Block> blocks) {
+    std::unordered_map<BlockID, Block> byID;
+    for (Block& block : blocks) {
+        BlockID id = block.id;
+        if (!byID.emplace(std::move(id), std::move(block)).second) {
+            fatalError("SyncedDocEngine: a stored document holds one block identifier twice");
+        }
+    }
+    return byID;
+}
+
+void apply(const BlockOp& op, std::unordered_map<BlockID, Block>& byID) {
+    switch (op.kind()) {
+    case BlockOp::Kind::keep:
+        break;
+    case BlockOp::Kind::delete_:
+        byID.erase(op.id());
+        break;
+    case BlockOp::Kind::edit:
+    case BlockOp::Kind::add:
+    case BlockOp::Kind::move:
+        // The cloud's block replaces ours whole; there is no field merge.
+        byID.insert_or_assign(op.id(), *op.blockIfAny());
+        break;
+    }
+}
+
+// Ties on position break by identifier only so that the result does not depend on the hash
+// map's order.
+std::vector<Block> inPlaceOrder(std::unordered_map<BlockID, Block> byID) {
+    std::vector<Block> blocks;
+    blocks.reserve(byID.size());
+    for (auto& [id, block] : byID) {
+        blocks.push_back(std::move(block));
+    }
+    std::sort(blocks.begin(), blocks.end(), [](const Block& a, const Block& b) {
+        if (a.position != b.position) {
+            return a.position < b.position;
+        }
+        return a.id < b.id;
+    });
+    return blocks;
+}
+
+} // namespace
+
 SyncedDocApplyResult SyncedDocEngine::applyFileChange(const std::string& docPath,
                                                       std::string_view contents) {
     const std::vector<Block> previous = store_.loadBlocks(docPath);
@@ -24,8 +72,7 @@ SyncedDocApplyResult SyncedDocEngine::applyFileChange(const std::string& docPath
             result.blocks.push_back(*block);
         }
     }
-    std::stable_sort(result.blocks.begin(), result.blocks.end(),
-                     [](const Block& a, const Block& b) { return a.position < b.position; });
+    sortByPosition(result.blocks);
 
     store_.saveBlocks(docPath, result.blocks);
     return result;
@@ -33,44 +80,11 @@ SyncedDocApplyResult SyncedDocEngine::applyFileChange(const std::string& docPath
 
 std::string SyncedDocEngine::applyRemoteOps(const std::string& zone, const std::string& docPath,
                                             const std::vector<BlockOp>& ops) {
-    std::unordered_map<BlockID, Block> byID;
-    for (Block& block : store_.loadBlocks(zone, docPath)) {
-        BlockID id = block.id;
-        if (!byID.emplace(std::move(id), std::move(block)).second) {
-            fatalError("SyncedDocEngine: a stored document holds one block identifier twice");
-        }
-    }
-
+    std::unordered_map<BlockID, Block> byID = byIdentifier(store_.loadBlocks(zone, docPath));
     for (const BlockOp& op : ops) {
-        switch (op.kind()) {
-        case BlockOp::Kind::keep:
-            break;
-        case BlockOp::Kind::delete_:
-            byID.erase(op.id());
-            break;
-        case BlockOp::Kind::edit:
-        case BlockOp::Kind::add:
-        case BlockOp::Kind::move:
-            // The cloud's block replaces ours whole; there is no field merge.
-            byID.insert_or_assign(op.id(), *op.blockIfAny());
-            break;
-        }
+        apply(op, byID);
     }
-
-    std::vector<Block> blocks;
-    blocks.reserve(byID.size());
-    for (auto& [id, block] : byID) {
-        blocks.push_back(std::move(block));
-    }
-    // Ties on position break by identifier only so that the result does not depend on the
-    // hash map's order.
-    std::sort(blocks.begin(), blocks.end(), [](const Block& a, const Block& b) {
-        if (a.position != b.position) {
-            return a.position < b.position;
-        }
-        return a.id < b.id;
-    });
-
+    const std::vector<Block> blocks = inPlaceOrder(std::move(byID));
     store_.saveBlocks(zone, docPath, blocks);
     return MarkdownCodec::serialize(blocks);
 }

@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdlib>
 #include <random>
+#include <type_traits>
 
 namespace mnemora::core {
 namespace {
@@ -82,12 +83,15 @@ public:
                           : std::uniform_int_distribution<std::int64_t>(-1000, 1000)(rng_);
     }
 
-    template <typename E> std::optional<E> word(std::size_t cases) {
+    template <typename E> std::optional<E> word() {
         if (chance(30)) {
             return std::nullopt;
         }
-        return static_cast<E>(below(cases));
+        return static_cast<E>(below(WireWords<E>::words.size()));
     }
+
+    // Random values for the fields, in argument order.
+    template <typename... Fields> void randomize(Fields&... fields) { (assign(fields), ...); }
 
     std::string visibleText() {
         std::string text = chance(70) ? word() : randomBytes(30);
@@ -107,52 +111,32 @@ public:
         case BlockKind::text:
             break;
         case BlockKind::question:
-            b.questionStatus = word<QuestionCardStatus>(3);
-            for (auto* field : {&b.questionID, &b.askedBy, &b.askedAt, &b.answeredBy, &b.answeredAt,
-                                &b.audioAssetRef, &b.answer}) {
-                *field = value();
-            }
+            randomize(b.questionStatus, b.questionID, b.askedBy, b.askedAt, b.answeredBy,
+                      b.answeredAt, b.audioAssetRef, b.answer);
             // Each group of later tokens is present in about half of the blocks.
             if (chance(50)) {
-                b.transcriptionState = word<VoiceTranscriptionState>(4);
-                b.transcriptionProgress = integer();
-                b.transcriptionPartial = value();
+                randomize(b.transcriptionState, b.transcriptionProgress, b.transcriptionPartial);
             }
             if (chance(50)) {
-                b.booksID = value();
+                randomize(b.booksID);
             }
             if (chance(50)) {
-                b.questionKind = value();
-                b.suggestedActions = value();
-                b.period = value();
+                randomize(b.questionKind, b.suggestedActions, b.period);
             }
             if (chance(40)) {
-                b.appliedAt = value();
+                randomize(b.appliedAt);
             }
             break;
         case BlockKind::closeStatus:
-            b.period = value();
-            b.business = value();
-            b.closePhase = word<ClosePhase>(7);
-            b.activity = value();
-            b.startedAt = value();
-            b.movedAt = value();
-            b.blockedKind = word<CloseBlockedKind>(3);
-            b.blockedReason = value();
-            b.answerableCount = integer();
+            randomize(b.period, b.business, b.closePhase, b.activity, b.startedAt, b.movedAt,
+                      b.blockedKind, b.blockedReason, b.answerableCount);
             break;
         case BlockKind::deliverable:
-            b.deliverableLabel = value();
-            b.deliverableDetail = value();
-            b.deliverableStatus = word<DeliverableStatus>(3);
-            b.countDone = integer();
-            b.countTotal = integer();
+            randomize(b.deliverableLabel, b.deliverableDetail, b.deliverableStatus, b.countDone,
+                      b.countTotal);
             break;
         case BlockKind::ledgerRow:
-            b.ledgerDate = value();
-            b.ledgerOrigin = value();
-            b.ledgerAmount = value();
-            b.ledgerState = word<SyncedLedgerState>(3);
+            randomize(b.ledgerDate, b.ledgerOrigin, b.ledgerAmount, b.ledgerState);
             break;
         }
         return b;
@@ -247,6 +231,10 @@ public:
     }
 
 private:
+    void assign(std::optional<std::string>& field) { field = value(); }
+    void assign(std::optional<std::int64_t>& field) { field = integer(); }
+    template <typename E> void assign(std::optional<E>& field) { field = word<E>(); }
+
     std::mt19937_64 rng_;
 };
 
@@ -354,24 +342,24 @@ TEST(MarkdownCodecProperty, RandomAndMutatedDocumentsRoundTripByteForByte) {
     EXPECT_GT(typedLines, 10'000u);
 }
 
-// The block's optional text fields.
-template <typename B> auto textFields(B& b) {
-    return std::array{&b.questionID, &b.booksID,       &b.questionKind,     &b.suggestedActions,
-                      &b.askedBy,    &b.askedAt,       &b.answeredBy,       &b.answeredAt,
-                      &b.appliedAt,  &b.answer,        &b.audioAssetRef,    &b.transcriptionPartial,
-                      &b.period,     &b.business,      &b.activity,         &b.startedAt,
-                      &b.movedAt,    &b.blockedReason, &b.deliverableLabel, &b.deliverableDetail,
-                      &b.ledgerDate, &b.ledgerOrigin,  &b.ledgerAmount};
+// Calls `visit(field)` for each optional text field of the block.
+template <typename B, typename Visit> void forEachOptionalText(B& b, Visit visit) {
+    forEachContentField(b, [&visit](std::string_view, auto& field) {
+        if constexpr (std::is_same_v<std::remove_cvref_t<decltype(field)>,
+                                     std::optional<std::string>>) {
+            visit(field);
+        }
+    });
 }
 
 // What the file can hold of a block: empty strings read back as absent, an absent status as
 // "open", an absent box as open, a heading's level as one of 1 to 6.
 Block canonical(Block b) {
-    for (auto* field : textFields(b)) {
-        if (*field && (*field)->empty()) {
-            field->reset();
+    forEachOptionalText(b, [](std::optional<std::string>& field) {
+        if (field && field->empty()) {
+            field.reset();
         }
-    }
+    });
     if (b.kind == BlockKind::question && !b.questionStatus) {
         b.questionStatus = QuestionCardStatus::open;
     }

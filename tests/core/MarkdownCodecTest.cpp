@@ -131,77 +131,86 @@ TEST(MarkdownCodecLine, WriterClampsHeadingLevelsAndOpensAbsentBoxes) {
     }
 }
 
-TEST(MarkdownCodecToken, EncodesAbsentEmptyDashAndEscapes) {
-    EXPECT_EQ(codec::encodeToken(std::nullopt), "-");
+TEST(MarkdownCodecToken, EncodesAndDecodesInAFixedOrder) {
+    // {text, token}: the text is written as the token, and the token reads as the text.
+    const std::vector<std::pair<std::optional<std::string>, std::string>> bothWays = {
+        {std::nullopt, "-"},
+        {"-", "%2D"},
+        {"--", "--"},
+        {"a b%\n\r", "a%20b%25%0A%0D"},
+        {"Café :: 5\t€", "Café%20::%205\t€"},
+        {"::", "%3A%3A"}, // bare, it would read as the separator
+        {"Yes, private", "Yes,%20private"},
+        {"a\nb\rc%", "a%0Ab%0Dc%25"},
+        // "%25" is replaced last, so an escaped escape stays one level deep.
+        {"%20", "%2520"},
+        {"%2D", "%252D"},
+    };
+    for (const auto& [text, token] : bothWays) {
+        EXPECT_EQ(codec::encodeToken(text), token);
+        EXPECT_EQ(codec::decodeToken(token), text) << token;
+    }
+    // One way only: an empty text is written as absent; an empty token and unknown or lower-case
+    // escapes read as they stand.
     EXPECT_EQ(codec::encodeToken(""), "-");
-    EXPECT_EQ(codec::encodeToken("-"), "%2D");
-    EXPECT_EQ(codec::encodeToken("--"), "--");
-    EXPECT_EQ(codec::encodeToken("::"), "%3A%3A"); // bare, it would read as the separator
-    EXPECT_EQ(codec::encodeToken(":::"), ":::");
-    EXPECT_EQ(codec::encodeToken("a b%\n\r"), "a%20b%25%0A%0D");
-    EXPECT_EQ(codec::encodeToken("Café :: 5\t€"), "Café%20::%205\t€");
-}
-
-TEST(MarkdownCodecToken, DecodesInAFixedOrder) {
-    EXPECT_EQ(codec::decodeToken("-"), std::nullopt);
-    EXPECT_EQ(codec::decodeToken(""), "");
-    EXPECT_EQ(codec::decodeToken("%2D"), "-");
-    EXPECT_EQ(codec::decodeToken("%3A%3A"), "::");
-    EXPECT_EQ(codec::decodeToken("Yes,%20private"), "Yes, private");
-    EXPECT_EQ(codec::decodeToken("a%0Ab%0Dc%25"), "a\nb\rc%");
-    // "%25" is replaced last, so an escaped escape stays one level deep.
-    EXPECT_EQ(codec::decodeToken("%2520"), "%20");
-    EXPECT_EQ(codec::decodeToken("%252D"), "%2D");
-    // Unknown or lower-case escapes are left alone.
-    EXPECT_EQ(codec::decodeToken("%41"), "%41");
-    EXPECT_EQ(codec::decodeToken("%2d"), "%2d");
+    for (const std::string token : {"", "%41", "%2d"}) {
+        EXPECT_EQ(codec::decodeToken(token), token);
+    }
 }
 
 TEST(MarkdownCodecQuestion, ReadsTheWorkedExamples) {
-    const std::string open =
-        "? open q-17 dreamer 2026-03-01T09:00:00Z - - - - :: Was the March invoice private?";
-    Block block = parseLine(open);
-    EXPECT_EQ(block.contentKey(), (Block::ContentKey{.kind = BlockKind::question,
-                                                     .text = "Was the March invoice private?",
-                                                     .questionID = "q-17",
-                                                     .questionStatus = QuestionCardStatus::open,
-                                                     .askedBy = "dreamer",
-                                                     .askedAt = "2026-03-01T09:00:00Z"}));
-    EXPECT_EQ(codec::serializeLine(block), open);
-
-    const std::string answered = "? answered q-17 dreamer 2026-03-01T09:00:00Z phone "
-                                 "2026-03-02T08:15:00Z - Yes,%20private :: Was the March invoice "
-                                 "private?";
-    block = parseLine(answered);
-    EXPECT_EQ(block.questionStatus, QuestionCardStatus::answered);
-    EXPECT_EQ(block.answeredBy, "phone");
-    EXPECT_EQ(block.answeredAt, "2026-03-02T08:15:00Z");
-    EXPECT_EQ(block.audioAssetRef, std::nullopt);
-    EXPECT_EQ(block.answer, "Yes, private");
-    EXPECT_EQ(codec::serializeLine(block), answered);
-
-    const std::string voice = "? answered q-18 dreamer 2026-03-01T09:00:00Z phone "
-                              "2026-03-02T08:20:00Z clip-4.caf - transcribing 40 Yes%20it :: Is "
-                              "this receipt yours?";
-    block = parseLine(voice);
-    EXPECT_EQ(block.audioAssetRef, "clip-4.caf");
-    EXPECT_EQ(block.answer, std::nullopt);
-    EXPECT_EQ(block.transcriptionState, VoiceTranscriptionState::transcribing);
-    EXPECT_EQ(block.transcriptionProgress, 40);
-    EXPECT_EQ(block.transcriptionPartial, "Yes it");
-    EXPECT_EQ(block.booksID, std::nullopt);
-    EXPECT_EQ(codec::serializeLine(block), voice);
-
-    const std::string books = "? open q-19 dreamer 2026-03-01T09:00:00Z - - - - - - - books-1 "
-                              "expense - 2026-03 :: Which account?";
-    block = parseLine(books);
-    EXPECT_EQ(block.transcriptionState, std::nullopt);
-    EXPECT_EQ(block.booksID, "books-1");
-    EXPECT_EQ(block.questionKind, "expense");
-    EXPECT_EQ(block.suggestedActions, std::nullopt);
-    EXPECT_EQ(block.period, "2026-03");
-    EXPECT_EQ(block.appliedAt, std::nullopt);
-    EXPECT_EQ(codec::serializeLine(block), books);
+    using Key = Block::ContentKey;
+    const auto q = BlockKind::question;
+    const std::vector<std::pair<std::string, Key>> cases = {
+        {"? open q-17 dreamer 2026-03-01T09:00:00Z - - - - :: Was the March invoice private?",
+         {.kind = q,
+          .text = "Was the March invoice private?",
+          .questionID = "q-17",
+          .questionStatus = QuestionCardStatus::open,
+          .askedBy = "dreamer",
+          .askedAt = "2026-03-01T09:00:00Z"}},
+        {"? answered q-17 dreamer 2026-03-01T09:00:00Z phone 2026-03-02T08:15:00Z - "
+         "Yes,%20private :: Was the March invoice private?",
+         {.kind = q,
+          .text = "Was the March invoice private?",
+          .questionID = "q-17",
+          .questionStatus = QuestionCardStatus::answered,
+          .askedBy = "dreamer",
+          .askedAt = "2026-03-01T09:00:00Z",
+          .answeredBy = "phone",
+          .answeredAt = "2026-03-02T08:15:00Z",
+          .answer = "Yes, private"}},
+        {"? answered q-18 dreamer 2026-03-01T09:00:00Z phone 2026-03-02T08:20:00Z clip-4.caf - "
+         "transcribing 40 Yes%20it :: Is this receipt yours?",
+         {.kind = q,
+          .text = "Is this receipt yours?",
+          .questionID = "q-18",
+          .questionStatus = QuestionCardStatus::answered,
+          .askedBy = "dreamer",
+          .askedAt = "2026-03-01T09:00:00Z",
+          .answeredBy = "phone",
+          .answeredAt = "2026-03-02T08:20:00Z",
+          .audioAssetRef = "clip-4.caf",
+          .transcriptionState = VoiceTranscriptionState::transcribing,
+          .transcriptionProgress = 40,
+          .transcriptionPartial = "Yes it"}},
+        {"? open q-19 dreamer 2026-03-01T09:00:00Z - - - - - - - books-1 expense - 2026-03 :: "
+         "Which account?",
+         {.kind = q,
+          .text = "Which account?",
+          .questionID = "q-19",
+          .questionStatus = QuestionCardStatus::open,
+          .booksID = "books-1",
+          .questionKind = "expense",
+          .askedBy = "dreamer",
+          .askedAt = "2026-03-01T09:00:00Z",
+          .period = "2026-03"}},
+    };
+    for (const auto& [line, key] : cases) {
+        const Block block = parseLine(line);
+        EXPECT_EQ(block.contentKey(), key) << line;
+        EXPECT_EQ(codec::serializeLine(block), line);
+    }
 }
 
 TEST(MarkdownCodecQuestion, WriterPicksTheShortestForm) {

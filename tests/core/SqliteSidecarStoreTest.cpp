@@ -1,5 +1,7 @@
 #include "core/SqliteSidecarStore.h"
 
+#include "BlockFieldValues.h"
+
 #include <SQLiteCpp/SQLiteCpp.h>
 #include <gtest/gtest.h>
 
@@ -43,48 +45,6 @@ Block item(const std::string& id, const std::string& position, const std::string
     return block;
 }
 
-Block everyFieldSet() {
-    return Block{.id = BlockID("3F2504E0-4F89-41D3-9D0C-0305E82C3301"),
-                 .kind = BlockKind::question,
-                 .level = 3,
-                 .text = "Was the \"March\" invoice private? :: caf\u00e9 \u2615",
-                 .checked = true,
-                 .position = FI("i9"),
-                 .questionID = "q-17",
-                 .questionStatus = QuestionCardStatus::answered,
-                 .booksID = "main-books",
-                 .questionKind = "receipt",
-                 .suggestedActions = "[{\"label\":\"Yes\",\"answer\":\"yes\"}]",
-                 .askedBy = "dreamer",
-                 .askedAt = "2024-03-01T10:00:00Z",
-                 .answeredBy = "phone",
-                 .answeredAt = "2024-03-02T08:30:00Z",
-                 .appliedAt = "2024-03-02T08:31:00Z",
-                 .answer = "",
-                 .audioAssetRef = "clip-1.m4a",
-                 .transcriptionState = VoiceTranscriptionState::transcribing,
-                 .transcriptionProgress = 42,
-                 .transcriptionPartial = "Yes it\nwas",
-                 .period = "2024-Q1",
-                 .business = "Bakery Ltd",
-                 .closePhase = ClosePhase::assembling,
-                 .activity = "matching receipts",
-                 .startedAt = "2024-03-01T09:00:00Z",
-                 .movedAt = "2024-03-01T09:05:00Z",
-                 .blockedKind = CloseBlockedKind::waitingExternal,
-                 .blockedReason = "bank export",
-                 .answerableCount = 0,
-                 .deliverableLabel = "Letter",
-                 .deliverableDetail = "draft ready",
-                 .deliverableStatus = DeliverableStatus::partial,
-                 .countDone = -1,
-                 .countTotal = 9007199254740993,
-                 .ledgerDate = "2024-03-04",
-                 .ledgerOrigin = "bank",
-                 .ledgerAmount = "-1 234,50",
-                 .ledgerState = SyncedLedgerState::asking};
-}
-
 std::string joined(const std::vector<std::string>& values) {
     std::string text;
     for (std::size_t k = 0; k < values.size(); ++k) {
@@ -106,7 +66,7 @@ TEST_F(SqliteSidecarStoreTest, BlocksRoundTripThroughTheFileWithAbsentAndEmptyAp
     Block empty = line("B", "ii", "");
     empty.answer = "";
     empty.checked = false;
-    const std::vector<Block> blocks{everyFieldSet(), empty, line("C", "iii", "")};
+    const std::vector<Block> blocks{blockWithEveryField(), empty, line("C", "iii", "")};
     {
         SqliteSidecarStore store(path_);
         store.saveBlocks("questions/inbox.md", blocks);

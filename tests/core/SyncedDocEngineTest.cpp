@@ -173,19 +173,5 @@ TEST_F(SyncedDocEngineDeathTest, DuplicateStoredIdentifierStopsTheProgram) {
     EXPECT_DEATH(engine.applyRemoteOps("", "a.md", {}), "identifier twice");
 }
 
-// --- forwarding --------------------------------------------------------------------------------
-
-TEST_F(SyncedDocEngineTest, ForwardingOperationsReachTheStore) {
-    const auto a = engine_.applyFileChange("a.md", "Alpha");
-    engine_.applyFileChange("b.md", "Beta");
-    EXPECT_EQ(
-        engine_.findBlock(a.blocks[0].id),
-        (SyncedDocSidecarStore::FoundBlock{.zone = "", .docPath = "a.md", .block = a.blocks[0]}));
-
-    engine_.deleteDoc("", "a.md");
-    EXPECT_EQ(engine_.findBlock(a.blocks[0].id), std::nullopt);
-    EXPECT_EQ(engine_.allDocs(), (std::vector<SyncedDocSidecarStore::Document>{{"", "b.md"}}));
-}
-
 } // namespace
 } // namespace mnemora::core
