@@ -57,7 +57,12 @@ DesktopShell::~DesktopShell() {
 }
 
 void DesktopShell::applyStyle() {
-    QQuickStyle::setStyle(QStringLiteral("Fusion"));
+    // The style is the process's and can be chosen only before the first window loads.
+    static bool styled = false;
+    if (!styled) {
+        QQuickStyle::setStyle(QStringLiteral("Fusion"));
+        styled = true;
+    }
     QGuiApplication::setWindowIcon(
         QIcon(QStringLiteral(":/icons/") + iconIdentifier(brand()) + QStringLiteral(".svg")));
     QGuiApplication::setDesktopFileName(iconIdentifier(brand()));

@@ -59,7 +59,13 @@ QCoro::Task<> IntegrationsModel::load() {
                                  limit == live->limits.constEnd() ? QString() : limitText(*limit)}};
         }
     }
-    setRows(rows);
+    QStringList summary;
+    if (!rows.isEmpty()) {
+        summary << QString::number(rows.size()) + (rows.size() == 1
+                                                       ? QStringLiteral(" session running")
+                                                       : QStringLiteral(" sessions running"));
+    }
+    setRows(rows, summary);
 }
 
 } // namespace mnemora

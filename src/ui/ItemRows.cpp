@@ -54,6 +54,23 @@ QString typeLabel(const QString& itemType) {
     return itemType;
 }
 
+QString typePluralLabel(const QString& itemType) {
+    if (itemType == QLatin1String("time_entry")) {
+        return QStringLiteral("Time entries");
+    }
+    return typeLabel(itemType) + QLatin1Char('s');
+}
+
+QString when(const QDateTime& time) {
+    const QDateTime local = time.toLocalTime();
+    const QLocale locale;
+    // Seconds say nothing about when something was captured.
+    QString timeFormat = locale.timeFormat(QLocale::ShortFormat);
+    timeFormat.remove(QStringLiteral(":ss"));
+    return locale.toString(local.date(), QLocale::ShortFormat) + QLatin1Char(' ') +
+           locale.toString(local.time(), timeFormat);
+}
+
 QString title(const RegistryItem& item) {
     for (const std::optional<QString>& candidate :
          {item.title, item.caption, item.transcription, item.timeText}) {
@@ -61,7 +78,7 @@ QString title(const RegistryItem& item) {
             return *text;
         }
     }
-    return QFileInfo(item.filePath).fileName();
+    return QFileInfo(item.filePath).completeBaseName();
 }
 
 QString subtitle(const RegistryItem& item) {
@@ -70,7 +87,7 @@ QString subtitle(const RegistryItem& item) {
         parts << typeLabel(*item.itemType);
     }
     if (item.capturedAt) {
-        parts << QLocale().toString(item.capturedAt->toLocalTime(), QLocale::ShortFormat);
+        parts << when(*item.capturedAt);
     }
     if (const QString where = place(item); !where.isEmpty()) {
         parts << where;

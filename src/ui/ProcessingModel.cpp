@@ -50,6 +50,11 @@ QString ProcessingModel::bannerActionTitle() const {
     return banner_ && banner_->action ? banner_->action->title : QString();
 }
 
+bool ProcessingModel::bannerActionEnabled() const {
+    return controlsEnabled() || !banner_ || !banner_->action ||
+           banner_->action->perform != ProcessingScreen::BannerAction::Perform::restartDaemon;
+}
+
 QString ProcessingModel::schedulerLine() const {
     if (!snapshot_) {
         return {};
@@ -135,6 +140,7 @@ QCoro::Task<> ProcessingModel::refreshScheduler() {
     banner_ = ProcessingScreen::banner(snapshot->recent, config->vlmBackend(), config->vlmModel());
     snapshot_ = std::move(snapshot);
     emit schedulerChanged();
+    emit daemonChanged();
 }
 
 QCoro::Task<> ProcessingModel::load() {
@@ -168,7 +174,7 @@ void ProcessingModel::addActivity(const QString& line) {
 }
 
 void ProcessingModel::performBannerAction() {
-    if (!banner_ || !banner_->action) {
+    if (!banner_ || !banner_->action || !bannerActionEnabled()) {
         return;
     }
     switch (banner_->action->perform) {

@@ -20,6 +20,7 @@ class ProcessingModel : public ScreenModel {
     Q_PROPERTY(QString bannerTitle READ bannerTitle NOTIFY schedulerChanged)
     Q_PROPERTY(QString bannerText READ bannerText NOTIFY schedulerChanged)
     Q_PROPERTY(QString bannerActionTitle READ bannerActionTitle NOTIFY schedulerChanged)
+    Q_PROPERTY(bool bannerActionEnabled READ bannerActionEnabled NOTIFY daemonChanged)
     Q_PROPERTY(QString schedulerLine READ schedulerLine NOTIFY schedulerChanged)
     Q_PROPERTY(QString swiftLmNote READ swiftLmNote NOTIFY storeChanged)
     Q_PROPERTY(QString indexRebuildStatus READ indexRebuildStatus NOTIFY storeChanged)
@@ -41,6 +42,8 @@ public:
     QString bannerTitle() const { return banner_ ? banner_->title : QString(); }
     QString bannerText() const { return banner_ ? banner_->text : QString(); }
     QString bannerActionTitle() const;
+    // A restart is off, like the daemon's own buttons, for a daemon managed elsewhere.
+    bool bannerActionEnabled() const;
     QString schedulerLine() const;
     QString swiftLmNote() const;
     QString indexRebuildStatus() const;

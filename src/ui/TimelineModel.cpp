@@ -30,7 +30,7 @@ QVariantList TimelineModel::kinds() const {
     QVariantList kinds;
     for (const QString& word : kindWords()) {
         kinds << QVariantMap{{QStringLiteral("word"), word},
-                             {QStringLiteral("label"), ItemRows::typeLabel(word)}};
+                             {QStringLiteral("label"), ItemRows::typePluralLabel(word)}};
     }
     return kinds;
 }

@@ -1,5 +1,6 @@
 #include "ui/TranscribeModel.h"
 
+#include <QFileInfo>
 #include <QPointer>
 
 #include "registry/DatabaseService.h"
@@ -24,9 +25,19 @@ QCoro::Task<> TranscribeModel::load() {
         if (text.isEmpty()) {
             continue;
         }
-        QVariantMap row = ItemRows::row(memo);
-        row.insert(QStringLiteral("body"), text);
-        rows << row;
+        QStringList about;
+        if (memo.durationSecs) {
+            about << QStringLiteral("%1 s").arg(qRound(*memo.durationSecs));
+        }
+        if (memo.sourceName && !memo.sourceName->isEmpty()) {
+            about << *memo.sourceName;
+        }
+        rows << QVariantMap{{QStringLiteral("title"),
+                             memo.capturedAt ? ItemRows::when(*memo.capturedAt)
+                                             : QFileInfo(memo.filePath).completeBaseName()},
+                            {QStringLiteral("subtitle"), about.join(QStringLiteral(" · "))},
+                            {QStringLiteral("body"), text},
+                            {QStringLiteral("path"), memo.filePath}};
     }
     setRows(rows);
 }

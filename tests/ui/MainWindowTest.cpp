@@ -6,6 +6,7 @@
 #include "app/AppStateStore.h"
 #include "runtime/MnemoraApp.h"
 #include "support/EventLoop.h"
+#include "support/QtPrinters.h"
 #include "support/TestEnvironment.h"
 #include "ui/CommandBarModel.h"
 #include "ui/ScreenModel.h"

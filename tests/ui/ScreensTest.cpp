@@ -4,6 +4,7 @@
 #include <QQuickWindow>
 
 #include "app/Brand.h"
+#include "support/QtPrinters.h"
 #include "ui/ScreenModel.h"
 #include "ui/UiFixture.h"
 #include "ui/WindowShell.h"
@@ -85,4 +86,8 @@ INSTANTIATE_TEST_SUITE_P(
     AllBrands, Screens,
     ::testing::Values(ScreensCase{Brand::mnemora, true}, ScreensCase{Brand::mnemora, false},
                       ScreensCase{Brand::voxlet, true}, ScreensCase{Brand::voxlet, false},
-                      ScreensCase{Brand::tallo, true}, ScreensCase{Brand::tallo, false}));
+                      ScreensCase{Brand::tallo, true}, ScreensCase{Brand::tallo, false}),
+    [](const ::testing::TestParamInfo<ScreensCase>& info) {
+        return BrandProfile::name(info.param.brand).toStdString() +
+               (info.param.populated ? "Populated" : "Empty");
+    });

@@ -1,19 +1,24 @@
 // Writes a PNG of every screen of one brand, light and dark, with the command bar and the empty
 // states, for a person to look at:
 //   ui_screenshots OUT_FOLDER [mnemora|voxlet|tallo]
+// The dark set comes from a second run of this program: a palette is taken when the first window
+// loads the style, once per process.
 
 #include <QApplication>
 #include <QDir>
 #include <QImage>
 #include <QPalette>
+#include <QProcess>
 #include <QTextStream>
 
+#include <algorithm>
 #include <cstdio>
 
 #include "app/AppStateStore.h"
 #include "app/Brand.h"
 #include "runtime/MnemoraApp.h"
 #include "support/EventLoop.h"
+#include "ui/CommandBarModel.h"
 #include "ui/UiFixture.h"
 #include "ui/WindowShell.h"
 
@@ -34,6 +39,9 @@ QPalette darkPalette() {
     palette.setColor(QPalette::Highlight, QColor(0x35, 0x84, 0xe4));
     palette.setColor(QPalette::HighlightedText, Qt::white);
     palette.setColor(QPalette::PlaceholderText, QColor(0x9a, 0x9a, 0x9a));
+    for (QPalette::ColorRole role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText}) {
+        palette.setColor(QPalette::Disabled, role, QColor(0x7a, 0x7a, 0x7a));
+    }
     return palette;
 }
 
@@ -64,7 +72,13 @@ bool shoot(Brand brand, bool populated, const QString& folder, const QString& pr
         return true;
     }
     fixture.shell().setShowCommandBar(true);
-    test::waitUntil([&] { return fixture.app().appState().showCommandBar(); });
+    // The join entries come once the live sessions have been read.
+    test::waitUntil([&] {
+        const QList<Command>& commands = fixture.shell().commandBar().commands();
+        return std::any_of(commands.cbegin(), commands.cend(), [](const Command& command) {
+            return command.id.startsWith(QLatin1String("qjoin:"));
+        });
+    });
     return save(fixture.grab(),
                 folder + QLatin1Char('/') + prefix + QStringLiteral("-command-bar.png"));
 }
@@ -93,9 +107,13 @@ int main(int argc, char** argv) {
     QDir().mkpath(folder);
     const QString word = arguments.size() > 2 ? arguments.at(2) : QStringLiteral("mnemora");
     const Brand brand = brandNamed(word);
-    bool ok = shoot(brand, true, folder, word + QStringLiteral("-light"));
-    ok = ok && shoot(brand, false, folder, word + QStringLiteral("-empty"));
-    QGuiApplication::setPalette(darkPalette());
-    ok = ok && shoot(brand, true, folder, word + QStringLiteral("-dark"));
-    return ok ? 0 : 1;
+    if (arguments.size() > 3 && arguments.at(3) == QLatin1String("dark")) {
+        QGuiApplication::setPalette(darkPalette());
+        return shoot(brand, true, folder, word + QStringLiteral("-dark")) ? 0 : 1;
+    }
+    const bool ok = shoot(brand, true, folder, word + QStringLiteral("-light")) &&
+                    shoot(brand, false, folder, word + QStringLiteral("-empty"));
+    const int dark = QProcess::execute(QCoreApplication::applicationFilePath(),
+                                       {folder, word, QStringLiteral("dark")});
+    return ok && dark == 0 ? 0 : 1;
 }

@@ -77,7 +77,7 @@ Popup {
             Accessible.name: "Commands"
 
             delegate: CommandRow {
-                onClicked: bar.commands.run(index)
+                onActivated: bar.commands.run(index)
             }
         }
 

@@ -22,7 +22,7 @@ ColumnLayout {
         Layout.fillWidth: true
         spacing: 6
 
-        Button {
+        ShellButton {
             text: controls.processing.processingActive ? "Stop processing" : "Start processing"
             enabled: controls.processing.controlsEnabled
             Accessible.name: text
@@ -30,7 +30,7 @@ ColumnLayout {
                                                             : controls.processing.startProcessing()
         }
 
-        Button {
+        ShellButton {
             text: "Restart daemon"
             enabled: controls.processing.controlsEnabled
             Accessible.name: text

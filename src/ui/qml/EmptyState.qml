@@ -38,7 +38,7 @@ Item {
             Accessible.name: text
         }
 
-        Button {
+        ShellButton {
             Layout.alignment: Qt.AlignHCenter
             Layout.topMargin: 6
             visible: empty.actionText.length > 0

@@ -8,6 +8,7 @@ ScreenPage {
         anchors.fill: parent
         screenModel: screen.screenModel
         name: "Open questions"
+        spacing: 12
         emptyActionText: screen.screenModel.canOpenDemo ? "Open the demo vault" : ""
         onEmptyActionTriggered: screen.screenModel.openDemo()
         delegate: QuestionCard {

@@ -14,26 +14,26 @@ ColumnLayout {
         Layout.fillWidth: true
         spacing: 6
 
-        Button {
+        ShellButton {
             text: "Retry failed audio"
             Accessible.name: text
             onClicked: maintenance.processing.retryFailed("audio")
         }
 
-        Button {
+        ShellButton {
             text: "Retry failed captions"
             Accessible.name: text
             onClicked: maintenance.processing.retryFailed("visual")
         }
 
-        Button {
+        ShellButton {
             text: "Rebuild index"
             enabled: !maintenance.processing.indexRebuildBusy
             Accessible.name: text
             onClicked: maintenance.processing.rebuildIndex()
         }
 
-        Button {
+        ShellButton {
             text: "Re-scan photos"
             Accessible.name: text
             onClicked: maintenance.processing.rescanPhotos()

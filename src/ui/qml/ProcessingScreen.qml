@@ -25,14 +25,26 @@ ScreenPage {
             Accessible.name: text
         }
 
+        SectionHeading {
+            text: "Daemon"
+        }
+
         DaemonControls {
             Layout.fillWidth: true
             processing: screen.screenModel
         }
 
+        SectionHeading {
+            text: "Maintenance"
+        }
+
         MaintenanceControls {
             Layout.fillWidth: true
             processing: screen.screenModel
+        }
+
+        SectionHeading {
+            text: "Recent files"
         }
 
         Label {

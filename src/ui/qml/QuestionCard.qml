@@ -49,7 +49,7 @@ Frame {
             Repeater {
                 model: card.modelData.suggested
 
-                Button {
+                ShellButton {
                     required property var modelData
 
                     text: modelData.label
@@ -71,7 +71,7 @@ Frame {
         RowLayout {
             spacing: 6
 
-            Button {
+            ShellButton {
                 id: sendButton
 
                 text: "Answer"
@@ -84,13 +84,13 @@ Frame {
                 }
             }
 
-            Button {
+            ShellButton {
                 text: "Dismiss"
                 Accessible.name: "Dismiss " + card.modelData.slug
                 onClicked: card.questions.dismiss(card.modelData.slug, "")
             }
 
-            Button {
+            ShellButton {
                 text: "Join session"
                 Accessible.name: "Join the session of " + card.modelData.slug
                 onClicked: card.questions.join(card.modelData.slug)

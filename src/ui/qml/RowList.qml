@@ -9,6 +9,7 @@ Item {
     property string name
     property Component delegate: ItemRow {}
     property string emptyActionText
+    property int spacing: 4
 
     signal emptyActionTriggered()
 
@@ -18,7 +19,7 @@ Item {
         model: list.screenModel.rows
         delegate: list.delegate
         clip: true
-        spacing: 4
+        spacing: list.spacing
         boundsBehavior: Flickable.StopAtBounds
         ScrollBar.vertical: ScrollBar {
             Accessible.name: list.name + " scroll bar"

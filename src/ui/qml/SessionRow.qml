@@ -17,7 +17,7 @@ RowLayout {
         modelData: row.modelData
     }
 
-    Button {
+    ShellButton {
         text: "Stop"
         Accessible.name: "Stop " + row.modelData.title
         onClicked: row.sessions.stopSession(row.modelData.title)

@@ -15,4 +15,9 @@ ItemDelegate {
     highlighted: ListView.isCurrentItem
     Accessible.name: modelData.label
     onClicked: shell.selection = modelData.word
+
+    background: Rectangle {
+        color: button.highlighted ? button.palette.highlight : button.palette.mid
+        opacity: button.highlighted ? 1 : (button.down ? 0.6 : (button.hovered ? 0.3 : 0))
+    }
 }

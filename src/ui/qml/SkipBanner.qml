@@ -34,9 +34,10 @@ Frame {
             }
         }
 
-        Button {
+        ShellButton {
             visible: banner.processing.bannerActionTitle.length > 0
             text: banner.processing.bannerActionTitle
+            enabled: banner.processing.bannerActionEnabled
             Accessible.name: text
             onClicked: banner.processing.performBannerAction()
         }

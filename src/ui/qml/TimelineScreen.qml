@@ -33,6 +33,8 @@ ScreenPage {
 
                         text: modelData.label
                         width: implicitWidth
+                        leftPadding: 14
+                        rightPadding: 14
                         checked: screen.screenModel.kind === modelData.word
                         Accessible.name: modelData.label
                         onClicked: screen.screenModel.kind = modelData.word
