@@ -39,7 +39,10 @@ QString iconIdentifier(Brand brand) {
 
 void raise(QQuickWindow* window) {
     window->show();
-    window->raise();
+    // A platform without a window stack (offscreen) has nothing to raise, and says so.
+    if (QGuiApplication::platformName() != QLatin1String("offscreen")) {
+        window->raise();
+    }
     window->requestActivate();
 }
 

@@ -4,11 +4,13 @@
 #include <QTest>
 
 #include "app/AppStateStore.h"
+#include "app/VaultPaths.h"
 #include "runtime/MnemoraApp.h"
 #include "support/EventLoop.h"
 #include "support/QtPrinters.h"
 #include "support/TestEnvironment.h"
 #include "ui/CommandBarModel.h"
+#include "ui/DesktopShell.h"
 #include "ui/ScreenModel.h"
 #include "ui/UiFixture.h"
 #include "ui/WindowShell.h"
@@ -68,5 +70,40 @@ TEST(MainWindow, AnsweringOnHomeWritesTheFileAndTheCommandBarChangesTheScreen) {
     EXPECT_EQ(state.selection(), SidebarItem::timeline);
     EXPECT_EQ(state.pendingCommandBarRun(), std::nullopt);
 
+    EXPECT_EQ(warnings.lines(), QStringList());
+}
+
+TEST(MainWindow, TheDemoOpensInAVaultWindowOfItsOwn) {
+    WarningLog warnings;
+    UiFixture fixture(Brand::tallo, false);
+    fixture.start();
+    fixture.show(SidebarItem::home);
+    // The demo vault's own daemon, found through that vault's port file; its answer comes on a
+    // later turn of the event loop, so the window first shows that it is opening.
+    const QString path = fixture.home() + "/Tallo Demo";
+    HttpServer demoDaemon(
+        [](const HttpServer::Request&) { return HttpServer::json(R"({"pid": 1})"); });
+    TestEnvironment::writeFile(VaultPaths::vaultCacheFolder(path) + "/daemon.port",
+                               QByteArray::number(demoDaemon.port()));
+    QAccessibleInterface* demo = findAccessible(fixture.window(), "Open the demo vault");
+    ASSERT_TRUE(demo);
+    click(fixture.window(), demo);
+
+    QQuickWindow* window = fixture.desktop().vaultWindow(path);
+    ASSERT_TRUE(window);
+    EXPECT_EQ(window->title(), "Tallo Demo");
+    EXPECT_TRUE(findAccessible(*window, "Opening vault…"));
+    EXPECT_TRUE(waitUntil([&] { return window->objectName() == "tallo.window.vault:" + path; }));
+    EXPECT_EQ(fixture.window().objectName(), "tallo.window.primary");
+
+    // Its own runtime comes up on its own daemon, and the window shows its own Home; the
+    // primary window still has no daemon.
+    EXPECT_TRUE(waitUntil([&] { return !findAccessible(*window, "Opening vault…"); }));
+    EXPECT_TRUE(findAccessible(*window, "Nothing needs you right now"));
+    EXPECT_TRUE(waitUntil([&] { return findAccessible(*window, "Daemon running"); }));
+    EXPECT_TRUE(findAccessible(fixture.window(), "Tallo isn't running"));
+    // Asking again brings back the same window.
+    fixture.desktop().openVaultWindow(path);
+    EXPECT_EQ(fixture.desktop().vaultWindow(path), window);
     EXPECT_EQ(warnings.lines(), QStringList());
 }

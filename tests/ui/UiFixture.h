@@ -41,6 +41,7 @@ public:
     QQuickWindow& window() const;
     HttpServer& daemon() { return daemon_; }
     const QString& vault() const { return vault_; }
+    QString home() const { return env_.home(); }
     QString questionFile(const QString& slug) const;
 
     // Shows a section and waits until its screen has loaded what the fixture gave it.
