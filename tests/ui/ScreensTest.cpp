@@ -53,6 +53,10 @@ struct ScreensCase {
     bool populated;
 };
 
+void PrintTo(const ScreensCase& c, std::ostream* out) {
+    *out << BrandProfile::name(c.brand).toStdString() << (c.populated ? ", populated" : ", empty");
+}
+
 class Screens : public ::testing::TestWithParam<ScreensCase> {};
 
 } // namespace
