@@ -1,11 +1,30 @@
 # The three products are one executable in three bundle folders; only Info.json tells them
-# apart. Each bundle: {Folder}/{executable}, {Folder}/Info.json, {Folder}/Resources/.
+# apart. Each bundle: {Folder}/{executable}, {Folder}/Info.json, {Folder}/Resources/, and what a
+# desktop needs to list it: {identifier}.desktop, its icon and its AppStream metadata.
 set(MNEMORA_BUNDLES_DIR ${CMAKE_BINARY_DIR}/bundles)
 set(MNEMORA_BUNDLE_LIST
   "Mnemora|mnemora|ai.mnemora"
   "Voxlet|voxlet|vox.let"
   "Tallo|tallo|tallo.ai"
 )
+
+# What each product says of itself to the desktop and to software centres.
+set(PRODUCT_GENERIC_mnemora "Life Archive")
+set(PRODUCT_SUMMARY_mnemora "A private archive of your life, kept on this computer")
+set(PRODUCT_DESCRIPTION_mnemora "Mnemora indexes your photos, voice memos and notes into a private archive on this computer, and background AI sessions write the story of your life from it, asking you when only you can know.")
+set(PRODUCT_CATEGORIES_mnemora "Utility;Archiving;")
+set(PRODUCT_MAIN_CATEGORY_mnemora "Utility")
+set(PRODUCT_GENERIC_voxlet "Voice to Text")
+set(PRODUCT_SUMMARY_voxlet "Turn voice recordings into text on this computer")
+set(PRODUCT_DESCRIPTION_voxlet "Voxlet transcribes your voice memos and recordings locally, so your words never leave this computer, and keeps every transcript at hand.")
+set(PRODUCT_CATEGORIES_voxlet "AudioVideo;Audio;Utility;")
+set(PRODUCT_MAIN_CATEGORY_voxlet "AudioVideo")
+set(PRODUCT_GENERIC_tallo "Bookkeeping")
+set(PRODUCT_SUMMARY_tallo "Your bookkeeping for each period, ready for your accountant")
+set(PRODUCT_DESCRIPTION_tallo "Tallo prepares a small business's bookkeeping for each period: it gathers the material, matches it, asks you what only you can settle, and ends in a letter to your accountant that you send yourself.")
+set(PRODUCT_CATEGORIES_tallo "Office;Finance;")
+set(PRODUCT_MAIN_CATEGORY_tallo "Office")
+
 set(MNEMORA_BUNDLE_OUTPUTS)
 foreach(entry ${MNEMORA_BUNDLE_LIST})
   string(REPLACE "|" ";" parts "${entry}")
@@ -25,6 +44,21 @@ foreach(entry ${MNEMORA_BUNDLE_LIST})
   if(EXISTS ${CMAKE_SOURCE_DIR}/resources)
     file(COPY ${CMAKE_SOURCE_DIR}/resources/ DESTINATION ${folder}/Resources)
   endif()
+
+  set(PRODUCT_NAME ${bundle_name})
+  set(PRODUCT_IDENTIFIER ${identifier})
+  set(PRODUCT_EXECUTABLE ${executable_name})
+  set(PRODUCT_EXEC ${folder}/${executable_name})
+  set(PRODUCT_ICON ${folder}/Resources/${identifier}.svg)
+  foreach(key GENERIC SUMMARY DESCRIPTION CATEGORIES MAIN_CATEGORY)
+    set(PRODUCT_${key} "${PRODUCT_${key}_${executable_name}}")
+  endforeach()
+  configure_file(${CMAKE_SOURCE_DIR}/packaging/icons/${identifier}.svg
+                 ${folder}/Resources/${identifier}.svg COPYONLY)
+  configure_file(${CMAKE_SOURCE_DIR}/packaging/app.desktop.in ${folder}/${identifier}.desktop @ONLY)
+  configure_file(${CMAKE_SOURCE_DIR}/packaging/app.metainfo.xml.in
+                 ${folder}/Resources/${identifier}.metainfo.xml @ONLY)
+
   add_custom_command(
     OUTPUT ${folder}/${executable_name}
     COMMAND ${CMAKE_COMMAND} -E copy $<TARGET_FILE:mnemora> ${folder}/${executable_name}

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Builds the products and starts Tallo against a fresh vault in a scratch home folder.
-# The application runs without a window; its log goes to the terminal. Ctrl-C quits it the way a
+# With a display (DISPLAY or WAYLAND_DISPLAY) the Tallo window opens; without one the application
+# says so and runs without a window. Its log goes to the terminal. Ctrl-C quits it the way a
 # session manager would. RUN_SECONDS=N stops it after N seconds.
 set -euo pipefail
 cd "$(dirname "$0")/.."

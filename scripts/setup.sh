@@ -7,6 +7,10 @@ set -euo pipefail
 packages=(
   build-essential cmake ninja-build pkg-config git ccache
   qt6-base-dev qt6-base-dev-tools qcoro-qt6-dev
+  qt6-declarative-dev qml6-module-qtquick qml6-module-qtquick-controls
+  qml6-module-qtquick-templates qml6-module-qtquick-window qml6-module-qtquick-layouts
+  qml6-module-qtqml qml6-module-qtqml-models qml6-module-qtqml-workerscript
+  fonts-dejavu-core libqt6svg6
   libsqlite3-dev libsqlitecpp-dev sqlite3
   libutf8proc-dev uuid-dev
   libgtest-dev libgmock-dev googletest libbenchmark-dev

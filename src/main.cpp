@@ -1,11 +1,18 @@
+#include <QApplication>
 #include <QCoreApplication>
+
+#include <memory>
 
 #include "app/Brand.h"
 #include "app/Entry.h"
+#include "app/Log.h"
 #include "platform/BundleInfo.h"
 #include "platform/TerminationSignals.h"
 #include "runtime/AppDelegate.h"
 #include "runtime/MnemoraApp.h"
+#include "runtime/VaultManager.h"
+#include "ui/DesktopShell.h"
+#include "ui/Display.h"
 
 int main(int argc, char** argv) {
     using namespace mnemora;
@@ -16,17 +23,31 @@ int main(int argc, char** argv) {
         return *status;
     }
 
-    QCoreApplication application(argc, argv);
+    // Qt's windowing needs a display to connect to and aborts without one, so a machine with
+    // none (a server, a test run) gets the application without windows rather than a crash.
+    const bool windows = Display::available();
+    std::unique_ptr<QCoreApplication> application =
+        windows ? std::make_unique<QApplication>(argc, argv)
+                : std::make_unique<QCoreApplication>(argc, argv);
     QCoreApplication::setApplicationName(appDisplayName());
     QCoreApplication::setOrganizationDomain(bundleIdentifier());
 
     MnemoraApp app;
     platform::TerminationSignals terminationSignals;
     QObject::connect(&terminationSignals, &platform::TerminationSignals::terminationRequested,
-                     &application, &QCoreApplication::quit);
-    QObject::connect(&application, &QCoreApplication::aboutToQuit, &app.appDelegate(),
+                     application.get(), &QCoreApplication::quit);
+    QObject::connect(application.get(), &QCoreApplication::aboutToQuit, &app.appDelegate(),
                      &AppDelegate::applicationWillTerminate);
 
+    std::unique_ptr<DesktopShell> desktop;
+    if (windows) {
+        desktop = std::make_unique<DesktopShell>(app, VaultManager::shared());
+        desktop->start();
+    } else {
+        Log::line(QStringLiteral("MnemoraApp"), Display::absentNotice());
+    }
     app.launch();
-    return QCoreApplication::exec();
+    const int status = QCoreApplication::exec();
+    desktop.reset();
+    return status;
 }

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <QList>
+#include <QString>
+
+#include <optional>
+
+#include "registry/Question.h"
+
+namespace mnemora {
+
+class AppStateStore;
+class ConfigService;
+class DaemonProcess;
+class DaemonService;
+class DatabaseService;
+class MnemoraApp;
+class ProcessingStore;
+class QuestionService;
+class VaultRuntime;
+
+// The services one window shows: the primary vault's, owned by the application, or a further
+// vault's, owned by its runtime. Both owners live for the whole process, so a window holds them
+// plainly.
+struct WindowServices {
+    AppStateStore* appState = nullptr;
+    ConfigService* config = nullptr;
+    DatabaseService* database = nullptr;
+    DaemonService* daemon = nullptr;
+    DaemonProcess* daemonProcess = nullptr;
+    ProcessingStore* processing = nullptr;
+    QuestionService* questions = nullptr;
+    QString name;                     // the app's name, or the vault folder's
+    std::optional<QString> vaultRoot; // none for the primary window
+
+    bool isPrimary() const { return !vaultRoot.has_value(); }
+
+    // The questions still open: open in the index, and not yet answered or dismissed in their
+    // file, which the index can lag behind.
+    QList<Question> openQuestions() const;
+
+    static WindowServices primary(MnemoraApp& app);
+    static WindowServices vault(VaultRuntime& runtime);
+};
+
+} // namespace mnemora

@@ -1,0 +1,51 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+
+// The brand's sections in the brand's order, with the daemon's state at the foot.
+Pane {
+    id: sidebar
+
+    required property QtObject shell
+
+    padding: 0
+    background: Rectangle {
+        color: sidebar.palette.alternateBase
+
+        Rectangle {
+            anchors.right: parent.right
+            width: 1
+            height: parent.height
+            color: sidebar.palette.mid
+        }
+    }
+
+    ColumnLayout {
+        anchors.fill: parent
+        spacing: 0
+
+        ListView {
+            id: sections
+
+            Layout.fillWidth: true
+            Layout.fillHeight: true
+            Layout.topMargin: 12
+            model: sidebar.shell.sidebarItems
+            currentIndex: sidebar.shell.selectionIndex
+            keyNavigationEnabled: true
+            clip: true
+            Accessible.role: Accessible.List
+            Accessible.name: "Sections"
+
+            delegate: SidebarButton {
+                shell: sidebar.shell
+            }
+        }
+
+        DaemonFooter {
+            shell: sidebar.shell
+            Layout.fillWidth: true
+            Layout.margins: 12
+        }
+    }
+}

@@ -1,0 +1,109 @@
+#include <gtest/gtest.h>
+
+#include <QQuickWindow>
+#include <QTest>
+
+#include "app/AppStateStore.h"
+#include "app/VaultPaths.h"
+#include "runtime/MnemoraApp.h"
+#include "support/EventLoop.h"
+#include "support/QtPrinters.h"
+#include "support/TestEnvironment.h"
+#include "ui/CommandBarModel.h"
+#include "ui/DesktopShell.h"
+#include "ui/ScreenModel.h"
+#include "ui/UiFixture.h"
+#include "ui/WindowShell.h"
+
+using namespace mnemora;
+using namespace mnemora::test;
+
+TEST(MainWindow, AnsweringOnHomeWritesTheFileAndTheCommandBarChangesTheScreen) {
+    WarningLog warnings;
+    UiFixture fixture(Brand::mnemora, true);
+    fixture.start();
+    QQuickWindow& window = fixture.window();
+    AppStateStore& state = fixture.app().appState();
+    ASSERT_EQ(state.selection(), SidebarItem::home);
+    fixture.show(SidebarItem::home);
+
+    // The open question shows on Home with its suggested answers.
+    const QString slug = UiFixture::kDocSlug;
+    QAccessibleInterface* field = nullptr;
+    ASSERT_TRUE(waitUntil([&] { return (field = findAccessible(window, "Answer to " + slug)); }));
+    EXPECT_TRUE(findAccessible(window, "Could you find the December bank statement?"));
+    EXPECT_TRUE(findAccessible(window, "Answer Ana"));
+
+    click(window, field);
+    type(window, "It is in the shoebox");
+    QAccessibleInterface* send = findAccessible(window, "Send answer to " + slug);
+    ASSERT_TRUE(send);
+    click(window, send);
+
+    const QString text = QString::fromUtf8(TestEnvironment::readFile(fixture.questionFile(slug)));
+    EXPECT_TRUE(text.contains("\nstatus: answered\n")) << text.toStdString();
+    EXPECT_TRUE(text.contains("\nanswer: \"It is in the shoebox\"")) << text.toStdString();
+    EXPECT_TRUE(text.contains("\n## Answer (")) << text.toStdString();
+    // The index still calls it open; the file says otherwise, so the card goes.
+    EXPECT_TRUE(waitUntil([&] { return !findAccessible(window, "Answer to " + slug); }));
+    EXPECT_TRUE(findAccessible(window, "Answer to " + UiFixture::kAskedSlug));
+
+    // Ctrl+K, a query, Return: the first command it keeps runs.
+    QTest::keyClick(&window, Qt::Key_K, Qt::ControlModifier);
+    ASSERT_TRUE(waitUntil([&] { return state.showCommandBar(); }));
+    QAccessibleInterface* command = nullptr;
+    ASSERT_TRUE(waitUntil([&] { return (command = findAccessible(window, "Command")); }));
+    ASSERT_TRUE(waitUntil([&] { return command->state().focused; }));
+    type(window, "go to proc");
+    EXPECT_EQ(fixture.shell().commandBar().footer(), "1 result");
+    EXPECT_TRUE(findAccessible(window, "Go to Processing"));
+    QTest::keyClick(&window, Qt::Key_Return);
+    EXPECT_EQ(state.selection(), SidebarItem::processing);
+    EXPECT_FALSE(state.showCommandBar());
+    EXPECT_TRUE(waitUntil([&] { return findAccessible(window, "Recent files"); }));
+
+    // A query handed over by code that is no screen runs the same way and is consumed.
+    state.setPendingCommandBarRun(QStringLiteral("timeline"));
+    EXPECT_EQ(state.selection(), SidebarItem::timeline);
+    EXPECT_EQ(state.pendingCommandBarRun(), std::nullopt);
+    state.setPendingCommandBarRun(QStringLiteral("no such command"));
+    EXPECT_EQ(state.selection(), SidebarItem::timeline);
+    EXPECT_EQ(state.pendingCommandBarRun(), std::nullopt);
+
+    EXPECT_EQ(warnings.lines(), QStringList());
+}
+
+TEST(MainWindow, TheDemoOpensInAVaultWindowOfItsOwn) {
+    WarningLog warnings;
+    UiFixture fixture(Brand::tallo, false);
+    fixture.start();
+    fixture.show(SidebarItem::home);
+    // The demo vault's own daemon, found through that vault's port file; its answer comes on a
+    // later turn of the event loop, so the window first shows that it is opening.
+    const QString path = fixture.home() + "/Tallo Demo";
+    HttpServer demoDaemon(
+        [](const HttpServer::Request&) { return HttpServer::json(R"({"pid": 1})"); });
+    TestEnvironment::writeFile(VaultPaths::vaultCacheFolder(path) + "/daemon.port",
+                               QByteArray::number(demoDaemon.port()));
+    QAccessibleInterface* demo = findAccessible(fixture.window(), "Open the demo vault");
+    ASSERT_TRUE(demo);
+    click(fixture.window(), demo);
+
+    QQuickWindow* window = fixture.desktop().vaultWindow(path);
+    ASSERT_TRUE(window);
+    EXPECT_EQ(window->title(), "Tallo Demo");
+    EXPECT_TRUE(findAccessible(*window, "Opening vault…"));
+    EXPECT_TRUE(waitUntil([&] { return window->objectName() == "tallo.window.vault:" + path; }));
+    EXPECT_EQ(fixture.window().objectName(), "tallo.window.primary");
+
+    // Its own runtime comes up on its own daemon, and the window shows its own Home; the
+    // primary window still has no daemon.
+    EXPECT_TRUE(waitUntil([&] { return !findAccessible(*window, "Opening vault…"); }));
+    EXPECT_TRUE(findAccessible(*window, "Nothing needs you right now"));
+    EXPECT_TRUE(waitUntil([&] { return findAccessible(*window, "Daemon running"); }));
+    EXPECT_TRUE(findAccessible(fixture.window(), "Tallo isn't running"));
+    // Asking again brings back the same window.
+    fixture.desktop().openVaultWindow(path);
+    EXPECT_EQ(fixture.desktop().vaultWindow(path), window);
+    EXPECT_EQ(warnings.lines(), QStringList());
+}

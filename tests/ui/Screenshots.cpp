@@ -1,0 +1,119 @@
+// Writes a PNG of every screen of one brand, light and dark, with the command bar and the empty
+// states, for a person to look at:
+//   ui_screenshots OUT_FOLDER [mnemora|voxlet|tallo]
+// The dark set comes from a second run of this program: a palette is taken when the first window
+// loads the style, once per process.
+
+#include <QApplication>
+#include <QDir>
+#include <QImage>
+#include <QPalette>
+#include <QProcess>
+#include <QTextStream>
+
+#include <algorithm>
+#include <cstdio>
+
+#include "app/AppStateStore.h"
+#include "app/Brand.h"
+#include "runtime/MnemoraApp.h"
+#include "support/EventLoop.h"
+#include "ui/CommandBarModel.h"
+#include "ui/UiFixture.h"
+#include "ui/WindowShell.h"
+
+using namespace mnemora;
+
+namespace {
+
+QPalette darkPalette() {
+    QPalette palette;
+    palette.setColor(QPalette::Window, QColor(0x2b, 0x2d, 0x30));
+    palette.setColor(QPalette::WindowText, QColor(0xe8, 0xe8, 0xe8));
+    palette.setColor(QPalette::Base, QColor(0x1e, 0x1f, 0x22));
+    palette.setColor(QPalette::AlternateBase, QColor(0x25, 0x27, 0x2a));
+    palette.setColor(QPalette::Text, QColor(0xe8, 0xe8, 0xe8));
+    palette.setColor(QPalette::Button, QColor(0x3a, 0x3d, 0x41));
+    palette.setColor(QPalette::ButtonText, QColor(0xe8, 0xe8, 0xe8));
+    palette.setColor(QPalette::Mid, QColor(0x50, 0x53, 0x58));
+    palette.setColor(QPalette::Highlight, QColor(0x35, 0x84, 0xe4));
+    palette.setColor(QPalette::HighlightedText, Qt::white);
+    palette.setColor(QPalette::PlaceholderText, QColor(0x9a, 0x9a, 0x9a));
+    for (QPalette::ColorRole role : {QPalette::WindowText, QPalette::Text, QPalette::ButtonText}) {
+        palette.setColor(QPalette::Disabled, role, QColor(0x7a, 0x7a, 0x7a));
+    }
+    return palette;
+}
+
+bool save(const QImage& image, const QString& path) {
+    if (!image.save(path)) {
+        std::fprintf(stderr, "could not write %s\n", qPrintable(path));
+        return false;
+    }
+    std::printf("%s\n", qPrintable(path));
+    return true;
+}
+
+bool shoot(Brand brand, bool populated, const QString& folder, const QString& prefix) {
+    test::UiFixture fixture(brand, populated);
+    fixture.start();
+    int n = 0;
+    for (SidebarItem item : BrandProfile::sidebarItems(brand)) {
+        fixture.show(item);
+        const QString name = QStringLiteral("%1/%2-%3-%4.png")
+                                 .arg(folder, prefix)
+                                 .arg(++n, 2, 10, QLatin1Char('0'))
+                                 .arg(sidebarItemWord(item));
+        if (!save(fixture.grab(), name)) {
+            return false;
+        }
+    }
+    if (!populated) {
+        return true;
+    }
+    fixture.shell().setShowCommandBar(true);
+    // The join entries come once the live sessions have been read.
+    test::waitUntil([&] {
+        const QList<Command>& commands = fixture.shell().commandBar().commands();
+        return std::any_of(commands.cbegin(), commands.cend(), [](const Command& command) {
+            return command.id.startsWith(QLatin1String("qjoin:"));
+        });
+    });
+    return save(fixture.grab(),
+                folder + QLatin1Char('/') + prefix + QStringLiteral("-command-bar.png"));
+}
+
+Brand brandNamed(const QString& word) {
+    if (word == QLatin1String("voxlet")) {
+        return Brand::voxlet;
+    }
+    if (word == QLatin1String("tallo")) {
+        return Brand::tallo;
+    }
+    return Brand::mnemora;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    test::prepareOffscreenEnvironment();
+    QApplication application(argc, argv);
+    const QStringList arguments = QCoreApplication::arguments();
+    if (arguments.size() < 2) {
+        std::fprintf(stderr, "usage: ui_screenshots OUT_FOLDER [mnemora|voxlet|tallo]\n");
+        return 2;
+    }
+    const QString folder = QDir(arguments.at(1)).absolutePath();
+    QDir().mkpath(folder);
+    const QString word = arguments.size() > 2 ? arguments.at(2) : QStringLiteral("mnemora");
+    const Brand brand = brandNamed(word);
+    if (arguments.size() > 3 && arguments.at(3) == QLatin1String("dark")) {
+        QGuiApplication::setPalette(darkPalette());
+        return shoot(brand, true, folder, word + QStringLiteral("-dark")) ? 0 : 1;
+    }
+    const bool ok = shoot(brand, true, folder, word + QStringLiteral("-light")) &&
+                    shoot(brand, false, folder, word + QStringLiteral("-empty"));
+    const int dark = QProcess::execute(QCoreApplication::applicationFilePath(),
+                                       {folder, word, QStringLiteral("dark")});
+    return ok && dark == 0 ? 0 : 1;
+}
