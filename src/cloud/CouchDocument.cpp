@@ -57,8 +57,15 @@ QJsonValue plainValue(const RecordValue& value) {
     switch (fieldType(value)) {
     case RecordFieldType::string:
         return std::get<QString>(value);
-    case RecordFieldType::integer:
-        return QJsonValue(static_cast<qint64>(std::get<std::int64_t>(value)));
+    case RecordFieldType::integer: {
+        // JavaScript servers and clients hold numbers as doubles: past 2^53 the digits go as text.
+        const std::int64_t number = std::get<std::int64_t>(value);
+        constexpr std::int64_t exact = std::int64_t{1} << 53;
+        if (number > exact || number < -exact) {
+            return QString::number(number);
+        }
+        return QJsonValue(static_cast<qint64>(number));
+    }
     case RecordFieldType::double_:
         return std::get<double>(value);
     case RecordFieldType::boolean:
@@ -76,7 +83,11 @@ QJsonValue plainValue(const RecordValue& value) {
 std::variant<QJsonObject, RecordStoreError> attachment(const QString& key,
                                                        const RecordAsset& asset) {
     if (asset.isStored()) {
-        return QJsonObject{{QStringLiteral("stub"), true}};
+        // PouchDB finds the stored bytes by their digest.
+        return QJsonObject{{QStringLiteral("stub"), true},
+                           {QStringLiteral("digest"), asset.digest},
+                           {QStringLiteral("content_type"), asset.contentType},
+                           {QStringLiteral("length"), asset.length}};
     }
     QFile file(asset.filePath);
     if (!file.open(QIODevice::ReadOnly)) {
@@ -105,6 +116,11 @@ std::optional<RecordValue> typedValue(const QJsonValue& value, const QString& ty
         return std::nullopt;
     }
     if (value.isString()) {
+        bool isNumber = false;
+        const qlonglong number = value.toString().toLongLong(&isNumber);
+        if (type == QLatin1String("integer") && isNumber) {
+            return static_cast<std::int64_t>(number);
+        }
         return value.toString();
     }
     if (value.isBool()) {

@@ -14,8 +14,8 @@ namespace mnemora {
 
 // Names one record: the zone it lives in and its name there.
 struct RecordID {
-    QString zoneName;
-    QString recordName;
+    QString zoneName{};
+    QString recordName{};
 
     bool operator==(const RecordID&) const = default;
     auto operator<=>(const RecordID& other) const {
@@ -28,7 +28,7 @@ enum class ReferenceAction { none, deleteSelf };
 
 // A pointer from one record to another of the same zone.
 struct RecordReference {
-    RecordID recordID;
+    RecordID recordID{};
     ReferenceAction action = ReferenceAction::none;
 
     bool operator==(const RecordReference&) const = default;
@@ -38,9 +38,9 @@ struct RecordReference {
 // store describes the stored bytes instead (`digest`, `length`, `contentType`) and leaves
 // `filePath` empty; the bytes come down through the store's download.
 struct RecordAsset {
-    QString filePath;
+    QString filePath{};
     QString contentType = QStringLiteral("application/octet-stream");
-    QString digest;
+    QString digest{};
     qint64 length = -1;
 
     bool isStored() const { return filePath.isEmpty() && !digest.isEmpty(); }
