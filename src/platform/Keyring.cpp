@@ -1,5 +1,7 @@
 #include "platform/Keyring.h"
 
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
 #include <QTimer>
 
 #include <QCoroSignal>
@@ -18,6 +20,28 @@ QCoro::Task<> run(QKeychain::Job& job) {
     co_await qCoro(&job, &QKeychain::Job::finished);
 }
 
+// QtKeychain words a desktop without any keyring as "Unknown error"; we look for one first.
+std::optional<QString> missingService() {
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    if (!bus.isConnected()) {
+        return QStringLiteral("No keyring service is available: this desktop session has no "
+                              "D-Bus session bus.");
+    }
+    const QStringList services{QStringLiteral("org.freedesktop.secrets"),
+                               QStringLiteral("org.kde.kwalletd5"),
+                               QStringLiteral("org.kde.kwalletd6")};
+    QDBusConnectionInterface* registry = bus.interface();
+    const QStringList activatable = registry->activatableServiceNames().value();
+    for (const QString& service : services) {
+        if (registry->isServiceRegistered(service).value() || activatable.contains(service)) {
+            return std::nullopt;
+        }
+    }
+    return QStringLiteral("No keyring service is available: neither a Secret Service keyring "
+                          "(such as GNOME Keyring or KeePassXC) nor KWallet runs in this "
+                          "session.");
+}
+
 QString failureText(const QKeychain::Job& job) {
     if (job.error() == QKeychain::NoBackendAvailable) {
         return QStringLiteral("No keyring service is available on this desktop (%1). Start the "
@@ -34,6 +58,9 @@ QString failureText(const QKeychain::Job& job) {
 } // namespace
 
 QCoro::Task<ReadResult> readSecret(QString service, QString key) {
+    if (auto missing = missingService()) {
+        co_return ReadResult{.secret = std::nullopt, .error = missing};
+    }
     QKeychain::ReadPasswordJob job(service);
     job.setKey(key);
     QCoro::Task<> finished = run(job);
@@ -48,6 +75,9 @@ QCoro::Task<ReadResult> readSecret(QString service, QString key) {
 }
 
 QCoro::Task<std::optional<QString>> writeSecret(QString service, QString key, QString secret) {
+    if (auto missing = missingService()) {
+        co_return missing;
+    }
     QKeychain::WritePasswordJob job(service);
     job.setKey(key);
     job.setTextData(secret);
@@ -60,6 +90,9 @@ QCoro::Task<std::optional<QString>> writeSecret(QString service, QString key, QS
 }
 
 QCoro::Task<std::optional<QString>> deleteSecret(QString service, QString key) {
+    if (auto missing = missingService()) {
+        co_return missing;
+    }
     QKeychain::DeletePasswordJob job(service);
     job.setKey(key);
     QCoro::Task<> finished = run(job);
