@@ -2,6 +2,7 @@
 
 #include "cloud/CouchDocument.h"
 
+#include <QCoreApplication>
 #include <QHash>
 #include <QJsonDocument>
 #include <QNetworkAccessManager>
@@ -26,10 +27,11 @@ RecordStoreError storeClosed() {
     return RecordStoreError::closed();
 }
 
-// One HTTP session for every store of the main thread. It is never destroyed, so a reply in
-// flight never outlives its session, whatever becomes of the store that started it.
+// One HTTP session for every store of the main thread. It lives as long as the application, so
+// a reply in flight never outlives its session, whatever becomes of the store that started it;
+// it goes with the application, before Qt's own teardown, so its thread stops in time.
 QNetworkAccessManager& session() {
-    static QNetworkAccessManager* manager = new QNetworkAccessManager();
+    static QNetworkAccessManager* manager = new QNetworkAccessManager(QCoreApplication::instance());
     return *manager;
 }
 

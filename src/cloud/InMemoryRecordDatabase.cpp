@@ -2,6 +2,7 @@
 
 #include <QCryptographicHash>
 #include <QFile>
+#include <QTimer>
 
 namespace mnemora {
 
@@ -20,8 +21,26 @@ QString InMemoryRecordDatabase::tagOf(const RecordEntry& entry) const {
 qint64 InMemoryRecordDatabase::touch(const Key& key, qint64 oldSeq) {
     bySeq_.erase(oldSeq);
     bySeq_[++lastSeq_] = key;
-    emit changed();
+    wakeWaits();
     return lastSeq_;
+}
+
+InMemoryRecordDatabase::~InMemoryRecordDatabase() {
+    wakeWaits();
+}
+
+QFuture<void> InMemoryRecordDatabase::nextChange(std::chrono::milliseconds limit) {
+    auto promise = std::make_shared<QPromise<void>>();
+    promise->start();
+    waits_.push_back(promise);
+    QTimer::singleShot(limit, [promise] { promise->finish(); });
+    return promise->future();
+}
+
+void InMemoryRecordDatabase::wakeWaits() {
+    for (const std::shared_ptr<QPromise<void>>& promise : std::exchange(waits_, {})) {
+        promise->finish();
+    }
 }
 
 QStringList InMemoryRecordDatabase::liveZones() const {

@@ -3,10 +3,13 @@
 #include "cloud/RecordStore.h"
 
 #include <QByteArray>
+#include <QFuture>
 #include <QHash>
-#include <QObject>
+#include <QPromise>
 
+#include <chrono>
 #include <map>
+#include <memory>
 #include <optional>
 #include <variant>
 
@@ -15,11 +18,12 @@ namespace mnemora {
 // The server side of InMemoryRecordStore: one account's database held in memory, shared by every
 // store object that speaks to it, the way clients share a server. It answers exactly as
 // CouchRecordStore's server does, synchronously. Main thread only.
-class InMemoryRecordDatabase : public QObject {
-    Q_OBJECT
-
+class InMemoryRecordDatabase {
 public:
-    using QObject::QObject;
+    InMemoryRecordDatabase() = default;
+    ~InMemoryRecordDatabase();
+    InMemoryRecordDatabase(const InMemoryRecordDatabase&) = delete;
+    InMemoryRecordDatabase& operator=(const InMemoryRecordDatabase&) = delete;
 
     // A database that is down answers every call as an unreachable server would.
     bool isReachable() const { return reachable_; }
@@ -37,12 +41,10 @@ public:
 
     std::optional<QByteArray> assetBytes(const RecordID& id, const QString& fieldName) const;
 
-    // Wakes every wait for changes, to look again.
-    void wakeWaits() { emit changed(); }
-
-signals:
-    // Something was written.
-    void changed();
+    // Finishes at the next write, at wakeWaits(), or when `limit` has passed.
+    QFuture<void> nextChange(std::chrono::milliseconds limit);
+    // Ends every wait, to look again.
+    void wakeWaits();
 
 private:
     struct RecordEntry {
@@ -68,6 +70,7 @@ private:
     std::map<RecordID, RecordEntry> records_;
     std::map<QString, ZoneEntry> zones_;
     std::map<qint64, Key> bySeq_;
+    std::vector<std::shared_ptr<QPromise<void>>> waits_;
 };
 
 } // namespace mnemora

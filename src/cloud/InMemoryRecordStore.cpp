@@ -2,7 +2,7 @@
 
 #include <QPointer>
 
-#include <QCoroSignal>
+#include <QCoroFuture>
 #include <QCoroTimer>
 
 namespace mnemora {
@@ -90,7 +90,8 @@ InMemoryRecordStore::waitForChanges(QString token, std::chrono::milliseconds lim
     // The frame keeps the database alive while it waits, whatever becomes of this store.
     const std::shared_ptr<InMemoryRecordDatabase> database = database_;
     if (!database->hasChangesAfter(token)) {
-        co_await qCoro(database.get(), &InMemoryRecordDatabase::changed, limit);
+        QFuture<void> change = database->nextChange(limit);
+        co_await change;
     }
     co_return StoreResult<bool>{std::nullopt, database->hasChangesAfter(token)};
 }
