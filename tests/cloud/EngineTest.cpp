@@ -2,6 +2,8 @@
 
 #include "cloud/RecordSyncEngine.h"
 
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
 #include <QSet>
 
 #include <map>
@@ -261,6 +263,41 @@ TEST_P(EngineTest, DesktopAndPhoneConverge) {
               GetParam() == Backend::memory ? "signIn(anna)" : "signIn()");
     desktop.engine->stop();
     phone.engine->stop();
+}
+
+TEST(CouchRecordStoreTest, RefusedSignInAndUnreachableServerAreWordedFailures) {
+    PouchServer server;
+    ASSERT_TRUE(server.isRunning()) << server.error().toStdString();
+    QNetworkAccessManager network;
+    const std::unique_ptr<QNetworkReply> admin(network.put(
+        QNetworkRequest(QUrl(server.baseUrl().toString() + "/_config/admins/anna")), "\"secret\""));
+    ASSERT_TRUE(waitUntil([&] { return admin->isFinished(); }));
+    ASSERT_EQ(admin->error(), QNetworkReply::NoError) << admin->errorString().toStdString();
+    const QUrl url = server.freshDatabaseUrl();
+
+    Client desktop;
+    desktop.engine = std::make_unique<RecordSyncEngine>(quickSync(
+        std::make_shared<CouchRecordStore>(RecordStoreAccount{url, "anna", "wrong"}), desktop));
+    const RecordSyncEngine::Outcome refused = runTask(desktop.engine->fetchChanges());
+    ASSERT_TRUE(refused);
+    EXPECT_EQ(refused->number(), 9);
+    EXPECT_EQ(refused->message,
+              QStringLiteral("The record store did not accept the user name or password."));
+    ASSERT_EQ(desktop.eventsOf<SyncEvent::AccountChange>().size(), 1);
+    EXPECT_EQ(desktop.eventsOf<SyncEvent::AccountChange>()[0].kind,
+              SyncEvent::AccountChange::Kind::signOut);
+
+    CouchRecordStore store(RecordStoreAccount{url, "anna", "secret"});
+    EXPECT_TRUE(runTask(store.modifyZones({zone}, {})).ok());
+    EXPECT_EQ(runTask(store.fetchAllZones()).value, QStringList{zone});
+
+    server.stop();
+    const StoreResult<QStringList> down = runTask(store.fetchAllZones());
+    ASSERT_TRUE(down.error);
+    EXPECT_EQ(down.error->number(), 3);
+    EXPECT_EQ(
+        down.error->message,
+        QStringLiteral("The record store at 127.0.0.1 could not be reached: Connection refused"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, EngineTest, testing::Values(Backend::memory, Backend::couch),
