@@ -201,6 +201,79 @@ ChangesPage changesPage(const QJsonObject& feed, const QString& since, int limit
     return page;
 }
 
+// The documents of one `_bulk_docs` call and what each stands for: the index of a save, or -1
+// minus the index of a delete.
+struct BatchDocuments {
+    QJsonArray documents;
+    QList<qsizetype> owners;
+};
+
+// The saves' documents; a record that cannot be written (its asset file is gone) fails at once.
+BatchDocuments saveDocuments(const QList<Record>& saves, ModifyRecordsResult& result) {
+    BatchDocuments batch;
+    for (qsizetype i = 0; i < saves.size(); ++i) {
+        result.saves.append(RecordSaveResult{saves[i].recordID(), std::nullopt, std::nullopt});
+        auto document = CouchDocument::fromRecord(saves[i]);
+        if (auto* error = std::get_if<RecordStoreError>(&document)) {
+            result.saves.last().error = *error;
+            continue;
+        }
+        batch.documents.append(std::get<QJsonObject>(document));
+        batch.owners.append(i);
+    }
+    return batch;
+}
+
+// A tombstone for each record of `deletes` that is there, from its `_all_docs` row.
+void addTombstones(const QList<RecordID>& deletes, const QJsonArray& rows, BatchDocuments& batch) {
+    for (qsizetype j = 0; j < deletes.size(); ++j) {
+        const QJsonObject document = rows.at(j).toObject().value(QStringLiteral("doc")).toObject();
+        if (document.isEmpty()) {
+            continue; // gone already: nothing to delete
+        }
+        batch.documents.append(CouchDocument::tombstone(
+            deletes[j], document.value(QStringLiteral("recordType")).toString(),
+            document.value(QStringLiteral("_rev")).toString()));
+        batch.owners.append(-1 - j);
+    }
+}
+
+// Fills in the answer of each document; gives the indexes of the saves that met a conflict,
+// whose failure depends on what the server holds now.
+QList<qsizetype> readAnswers(const QJsonArray& answers, const QList<qsizetype>& owners,
+                             const QList<Record>& saves, ModifyRecordsResult& result) {
+    QList<qsizetype> conflicted;
+    for (qsizetype k = 0; k < owners.size(); ++k) {
+        const QJsonObject answer = answers.at(k).toObject();
+        const QString error = answer.value(QStringLiteral("error")).toString();
+        const QString rev = answer.value(QStringLiteral("rev")).toString();
+        if (owners[k] >= 0) {
+            RecordSaveResult& save = result.saves[owners[k]];
+            if (error.isEmpty()) {
+                save.savedRecord = saves[owners[k]];
+                save.savedRecord->setChangeTag(rev);
+            } else if (error == QLatin1String("conflict")) {
+                conflicted.append(owners[k]);
+            } else {
+                save.error = documentError(answer, save.recordID.recordName);
+            }
+            continue;
+        }
+        RecordDeleteResult& deletion = result.deletes[-1 - owners[k]];
+        if (error.isEmpty()) {
+            deletion.changeTag = rev;
+        } else if (error == QLatin1String("conflict")) {
+            deletion.error = errorOf(Code::serverRecordChanged,
+                                     QStringLiteral("The record %1 was changed on the server while "
+                                                    "it was being deleted.")
+                                         .arg(deletion.recordID.recordName));
+        } else {
+            deletion.error = documentError(answer, deletion.recordID.recordName);
+        }
+    }
+    return conflicted;
+}
+
 } // namespace
 
 CouchRecordStore::CouchRecordStore(RecordStoreAccount account, QObject* parent)
@@ -450,18 +523,7 @@ QCoro::Task<StoreResult<ModifyRecordsResult>>
 CouchRecordStore::modifyRecords(QList<Record> saves, QList<RecordID> deletes) {
     QPointer<CouchRecordStore> self(this);
     ModifyRecordsResult result;
-    QJsonArray documents;
-    QList<qsizetype> owners; // the save's index, or -1 - the delete's index
-    for (qsizetype i = 0; i < saves.size(); ++i) {
-        result.saves.append(RecordSaveResult{saves[i].recordID(), std::nullopt, std::nullopt});
-        auto document = CouchDocument::fromRecord(saves[i]);
-        if (auto* error = std::get_if<RecordStoreError>(&document)) {
-            result.saves.last().error = *error;
-            continue;
-        }
-        documents.append(std::get<QJsonObject>(document));
-        owners.append(i);
-    }
+    BatchDocuments batch = saveDocuments(saves, result);
     for (const RecordID& id : deletes) {
         result.deletes.append(RecordDeleteResult{id, {}, std::nullopt});
     }
@@ -475,66 +537,31 @@ CouchRecordStore::modifyRecords(QList<Record> saves, QList<RecordID> deletes) {
         if (!self || !rows.ok()) {
             co_return StoreResult<ModifyRecordsResult>{self ? rows.error : storeClosed(), {}};
         }
-        for (qsizetype j = 0; j < deletes.size(); ++j) {
-            const QJsonObject document =
-                rows.value.at(j).toObject().value(QStringLiteral("doc")).toObject();
-            if (document.isEmpty()) {
-                continue; // nothing to delete
-            }
-            documents.append(CouchDocument::tombstone(
-                deletes[j], document.value(QStringLiteral("recordType")).toString(),
-                document.value(QStringLiteral("_rev")).toString()));
-            owners.append(-1 - j);
-        }
+        addTombstones(deletes, rows.value, batch);
     }
-    if (documents.isEmpty()) {
+    if (batch.documents.isEmpty()) {
         co_return StoreResult<ModifyRecordsResult>{std::nullopt, result};
     }
-    QCoro::Task<StoreResult<QJsonArray>> writing = bulkDocs(documents);
+    QCoro::Task<StoreResult<QJsonArray>> writing = self->bulkDocs(batch.documents);
     const StoreResult<QJsonArray> answers = co_await writing;
     if (!self || !answers.ok()) {
         co_return StoreResult<ModifyRecordsResult>{self ? answers.error : storeClosed(), {}};
     }
-    QList<RecordID> conflicted;
-    QList<qsizetype> conflictedSaves;
-    for (qsizetype k = 0; k < owners.size(); ++k) {
-        const QJsonObject answer = answers.value.at(k).toObject();
-        const QString error = answer.value(QStringLiteral("error")).toString();
-        const QString rev = answer.value(QStringLiteral("rev")).toString();
-        if (owners[k] >= 0) {
-            RecordSaveResult& save = result.saves[owners[k]];
-            if (error.isEmpty()) {
-                save.savedRecord = saves[owners[k]];
-                save.savedRecord->setChangeTag(rev);
-            } else if (error == QLatin1String("conflict")) {
-                conflicted.append(save.recordID);
-                conflictedSaves.append(owners[k]);
-            } else {
-                save.error = documentError(answer, save.recordID.recordName);
-            }
-            continue;
-        }
-        RecordDeleteResult& deletion = result.deletes[-1 - owners[k]];
-        if (error.isEmpty()) {
-            deletion.changeTag = rev;
-        } else if (error == QLatin1String("conflict")) {
-            deletion.error = errorOf(Code::serverRecordChanged,
-                                     QStringLiteral("The record %1 was changed on the server while "
-                                                    "it was being deleted.")
-                                         .arg(deletion.recordID.recordName));
-        } else {
-            deletion.error = documentError(answer, deletion.recordID.recordName);
-        }
+    const QList<qsizetype> conflicted = readAnswers(answers.value, batch.owners, saves, result);
+    if (conflicted.isEmpty()) {
+        co_return StoreResult<ModifyRecordsResult>{std::nullopt, result};
     }
-    if (!conflicted.isEmpty()) {
-        QCoro::Task<StoreResult<QList<RecordStoreError>>> reading = conflictErrors(conflicted);
-        const StoreResult<QList<RecordStoreError>> errors = co_await reading;
-        if (!errors.ok()) {
-            co_return StoreResult<ModifyRecordsResult>{errors.error, {}};
-        }
-        for (qsizetype c = 0; c < conflictedSaves.size(); ++c) {
-            result.saves[conflictedSaves[c]].error = errors.value[c];
-        }
+    QList<RecordID> ids;
+    for (qsizetype index : conflicted) {
+        ids.append(saves[index].recordID());
+    }
+    QCoro::Task<StoreResult<QList<RecordStoreError>>> reading = self->conflictErrors(ids);
+    const StoreResult<QList<RecordStoreError>> errors = co_await reading;
+    if (!errors.ok()) {
+        co_return StoreResult<ModifyRecordsResult>{errors.error, {}};
+    }
+    for (qsizetype c = 0; c < conflicted.size(); ++c) {
+        result.saves[conflicted[c]].error = errors.value[c];
     }
     co_return StoreResult<ModifyRecordsResult>{std::nullopt, result};
 }

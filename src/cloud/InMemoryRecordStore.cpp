@@ -22,7 +22,8 @@ InMemoryRecordStore::~InMemoryRecordStore() {
 
 QCoro::Task<std::optional<RecordStoreError>> InMemoryRecordStore::roundTrip() {
     QPointer<InMemoryRecordStore> self(this);
-    co_await QCoro::sleepFor(std::chrono::milliseconds(0));
+    QCoro::Task<> turn = QCoro::sleepFor(std::chrono::milliseconds(0));
+    co_await turn;
     if (!self) {
         co_return RecordStoreError::closed();
     }

@@ -238,7 +238,7 @@ QCoro::Task<RecordSyncEngine::Outcome> RecordSyncEngine::fetchOnce() {
         self->deliverPage(page.value);
         more = page.value.moreComing;
     }
-    self->emitEvent(SyncEvent::DidFetchChanges{});
+    self->emitEvent(SyncEvent::DidFetchChanges{outcome});
     self->flushStateUpdate();
     co_return outcome;
 }
@@ -333,7 +333,7 @@ QCoro::Task<RecordSyncEngine::Outcome> RecordSyncEngine::sendOnce(SendChangesCon
     } else {
         self->failedSends_ = 0;
     }
-    self->emitEvent(SyncEvent::DidSendChanges{context});
+    self->emitEvent(SyncEvent::DidSendChanges{context, outcome});
     self->flushStateUpdate();
     co_return outcome;
 }
@@ -494,7 +494,8 @@ QCoro::Task<> RecordSyncEngine::pollLoop(std::shared_ptr<bool> stopped) {
         fetchNow = true;
         const auto pause = retryDelay(++failures, self->configuration_.firstRetryDelay,
                                       self->configuration_.maxRetryDelay);
-        co_await QCoro::sleepFor(pause);
+        QCoro::Task<> pausing = QCoro::sleepFor(pause);
+        co_await pausing;
     }
 }
 

@@ -102,7 +102,9 @@ struct SentRecordZoneChanges {
 };
 
 struct WillFetchChanges {};
-struct DidFetchChanges {};
+struct DidFetchChanges {
+    std::optional<RecordStoreError> failure; // why the fetch stopped short, for the log
+};
 struct WillFetchRecordZoneChanges {
     QStringList zoneNames;
 };
@@ -114,6 +116,7 @@ struct WillSendChanges {
 };
 struct DidSendChanges {
     SendChangesContext context;
+    std::optional<RecordStoreError> failure; // why changes stay pending, for the log
 };
 
 } // namespace SyncEvent

@@ -17,7 +17,8 @@ namespace {
 QCoro::Task<> run(QKeychain::Job& job) {
     job.setAutoDelete(false);
     QTimer::singleShot(0, &job, [&job] { job.start(); });
-    co_await qCoro(&job, &QKeychain::Job::finished);
+    auto finished = qCoro(&job, &QKeychain::Job::finished);
+    co_await finished;
 }
 
 // QtKeychain words a desktop without any keyring as "Unknown error"; we look for one first.
