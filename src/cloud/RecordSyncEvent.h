@@ -37,9 +37,9 @@ struct RecordZoneChangeBatch {
 
     bool isEmpty() const { return recordsToSave.isEmpty() && recordIDsToDelete.isEmpty(); }
 
-    // A batch of the pending changes, in their order, up to `limit` of them: each delete as it
-    // stands, each save with the record `provider` builds. A save the provider has no record
-    // for is left out. None when nothing is left.
+    // A batch of the pending changes, in their order, of at most `limit` records: each delete
+    // as it stands, each save with the record `provider` builds. A save the provider has no
+    // record for is left out. None when nothing is left.
     using RecordProvider = std::function<std::optional<Record>(const RecordID&)>;
     static std::optional<RecordZoneChangeBatch> make(const QList<PendingRecordZoneChange>& pending,
                                                      const RecordProvider& provider,
