@@ -58,35 +58,6 @@ RecordSyncEngine::Outcome engineGone() {
 
 } // namespace
 
-QString SyncEvent::AccountChange::description() const {
-    switch (kind) {
-    case Kind::signIn:
-        return QStringLiteral("signIn(%1)").arg(currentAccount);
-    case Kind::signOut:
-        return QStringLiteral("signOut(%1)").arg(previousAccount);
-    case Kind::switchAccounts:
-        return QStringLiteral("switchAccounts(%1 → %2)").arg(previousAccount, currentAccount);
-    }
-    return {};
-}
-
-std::optional<RecordZoneChangeBatch>
-RecordZoneChangeBatch::make(const QList<PendingRecordZoneChange>& pending,
-                            const RecordProvider& provider, int limit) {
-    RecordZoneChangeBatch batch;
-    for (const PendingRecordZoneChange& change : pending) {
-        if (batch.recordsToSave.size() + batch.recordIDsToDelete.size() >= limit) {
-            break;
-        }
-        if (change.kind == PendingRecordZoneChange::Kind::deleteRecord) {
-            batch.recordIDsToDelete.append(change.recordID);
-        } else if (std::optional<Record> record = provider(change.recordID)) {
-            batch.recordsToSave.append(std::move(*record));
-        }
-    }
-    return batch.isEmpty() ? std::nullopt : std::optional(batch);
-}
-
 std::chrono::milliseconds RecordSyncEngine::retryDelay(int attempt, std::chrono::milliseconds first,
                                                        std::chrono::milliseconds longest) {
     std::chrono::milliseconds delay = first;
@@ -104,11 +75,10 @@ RecordSyncEngine::RecordSyncEngine(Configuration configuration, QObject* parent)
     , state_(configuration_.stateSerialization.value_or(RecordSyncEngineState{}))
     , fetchGate_(std::make_shared<TurnGate>())
     , sendGate_(std::make_shared<TurnGate>()) {
-    state_.observer_ = [this] { stateChanged(); };
+    state_.observer_ = [this](bool added) { stateChanged(added); };
     for (QTimer* timer : {&sendTimer_, &retryTimer_, &stateTimer_}) {
         timer->setSingleShot(true);
     }
-    sendTimer_.setInterval(configuration_.sendDelay);
     stateTimer_.setInterval(0);
     connect(&sendTimer_, &QTimer::timeout, this, [this] { sendInBackground(); });
     connect(&retryTimer_, &QTimer::timeout, this, [this] { sendInBackground(); });
@@ -128,7 +98,7 @@ void RecordSyncEngine::start() {
     pollLoop(started_);
     if (!state_.pendingDatabaseChanges().isEmpty() ||
         !state_.pendingRecordZoneChanges().isEmpty()) {
-        sendTimer_.start();
+        scheduleSend();
     }
 }
 
@@ -149,13 +119,22 @@ void RecordSyncEngine::emitEvent(const RecordSyncEvent& event) {
     }
 }
 
-void RecordSyncEngine::stateChanged() {
+void RecordSyncEngine::stateChanged(bool added) {
     stateDirty_ = true;
     stateTimer_.start();
-    if (started_ && (!state_.pendingDatabaseChanges().isEmpty() ||
-                     !state_.pendingRecordZoneChanges().isEmpty())) {
-        sendTimer_.start();
+    if (added && started_) {
+        scheduleSend();
     }
+}
+
+void RecordSyncEngine::scheduleSend() {
+    // Each new change restarts the quiet time, but a steady trickle of changes still goes out
+    // within a few quiet times of the first.
+    if (!sendTimer_.isActive()) {
+        sendDeadline_.setRemainingTime(configuration_.sendDelay * 5);
+    }
+    sendTimer_.start(std::min(configuration_.sendDelay,
+                              std::chrono::milliseconds(sendDeadline_.remainingTime())));
 }
 
 void RecordSyncEngine::flushStateUpdate() {

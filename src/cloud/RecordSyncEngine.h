@@ -4,6 +4,7 @@
 #include "cloud/RecordSyncEngineState.h"
 #include "cloud/RecordSyncEvent.h"
 
+#include <QDeadlineTimer>
 #include <QObject>
 #include <QTimer>
 
@@ -74,7 +75,8 @@ private:
     enum class AccountStatus { unknown, available, unavailable };
 
     void emitEvent(const RecordSyncEvent& event);
-    void stateChanged();
+    void stateChanged(bool added);
+    void scheduleSend();
     void flushStateUpdate();
     void noteStoreAnswer(const std::optional<RecordStoreError>& failure);
     void scheduleRetry();
@@ -98,6 +100,7 @@ private:
     std::shared_ptr<TurnGate> fetchGate_;
     std::shared_ptr<TurnGate> sendGate_;
     QTimer sendTimer_;
+    QDeadlineTimer sendDeadline_; // the latest a scheduled send may start
     QTimer retryTimer_;
     QTimer stateTimer_;
     bool stateDirty_ = false;

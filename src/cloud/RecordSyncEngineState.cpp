@@ -64,7 +64,7 @@ RecordSyncEngineState& RecordSyncEngineState::operator=(const RecordSyncEngineSt
     recordChanges_ = other.recordChanges_;
     changeToken_ = other.changeToken_;
     account_ = other.account_;
-    changed();
+    changed(false);
     return *this;
 }
 
@@ -73,47 +73,47 @@ bool RecordSyncEngineState::operator==(const RecordSyncEngineState& other) const
            changeToken_ == other.changeToken_ && account_ == other.account_;
 }
 
-void RecordSyncEngineState::changed() const {
+void RecordSyncEngineState::changed(bool added) const {
     if (observer_) {
-        observer_();
+        observer_(added);
     }
 }
 
 void RecordSyncEngineState::add(const QList<PendingDatabaseChange>& changes) {
     if (addTo(databaseChanges_, changes)) {
-        changed();
+        changed(true);
     }
 }
 
 void RecordSyncEngineState::add(const QList<PendingRecordZoneChange>& changes) {
     if (addTo(recordChanges_, changes)) {
-        changed();
+        changed(true);
     }
 }
 
 void RecordSyncEngineState::remove(const QList<PendingDatabaseChange>& changes) {
     if (removeFrom(databaseChanges_, changes)) {
-        changed();
+        changed(false);
     }
 }
 
 void RecordSyncEngineState::remove(const QList<PendingRecordZoneChange>& changes) {
     if (removeFrom(recordChanges_, changes)) {
-        changed();
+        changed(false);
     }
 }
 
 void RecordSyncEngineState::setChangeToken(const QString& token) {
     if (token != changeToken_) {
         changeToken_ = token;
-        changed();
+        changed(false);
     }
 }
 
 void RecordSyncEngineState::setAccount(const QString& account) {
     if (account_ != account) {
         account_ = account;
-        changed();
+        changed(false);
     }
 }
 

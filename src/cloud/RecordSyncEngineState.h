@@ -48,13 +48,14 @@ public:
 private:
     friend class RecordSyncEngine;
 
-    void changed() const;
+    // `added`: pending changes were added, which calls for a send.
+    void changed(bool added) const;
 
     QList<PendingDatabaseChange> databaseChanges_;
     QList<PendingRecordZoneChange> recordChanges_;
     QString changeToken_;
     std::optional<QString> account_;
-    std::function<void()> observer_; // the owning engine's
+    std::function<void(bool added)> observer_; // the owning engine's
 };
 
 } // namespace mnemora
