@@ -289,6 +289,18 @@ TEST_P(BlockRecordRoundTrip, EveryFieldSurvivesTheStore) {
     const ChangesPage changes = allChanges(*store, token);
     ASSERT_EQ(changes.modifiedRecords.size(), 1);
     EXPECT_EQ(BlockRecordMapping::block(changes.modifiedRecords[0]), everyFieldSet());
+
+    // Applied onto the fetched record, a plainer block is accepted and clears the other fields.
+    Record cached = changes.modifiedRecords[0];
+    const Block plain{.id = everyFieldSet().id, .text = "Milk", .position = FractionalIndex("k")};
+    BlockRecordMapping::apply(plain, cached, docRef);
+    const StoreResult<ModifyRecordsResult> resaved = runTask(store->modifyRecords({cached}, {}));
+    ASSERT_TRUE(resaved.ok());
+    EXPECT_FALSE(resaved.value.saves.value(0).error);
+    const ChangesPage again = allChanges(*store, token);
+    ASSERT_EQ(again.modifiedRecords.size(), 1);
+    EXPECT_EQ(BlockRecordMapping::block(again.modifiedRecords[0]), plain);
+    EXPECT_EQ(again.modifiedRecords[0].keys().size(), 5);
 }
 
 INSTANTIATE_TEST_SUITE_P(Backends, BlockRecordRoundTrip,
