@@ -6,7 +6,9 @@
 namespace mnemora {
 
 bool RecordStoreSettings::isConfigured() const {
-    return databaseUrl.isValid() && !databaseUrl.host().isEmpty() &&
+    // The URL names the database itself, not only the server.
+    const bool namesDatabase = databaseUrl.path().size() > 1;
+    return databaseUrl.isValid() && !databaseUrl.host().isEmpty() && namesDatabase &&
            (databaseUrl.scheme() == QLatin1String("http") ||
             databaseUrl.scheme() == QLatin1String("https"));
 }

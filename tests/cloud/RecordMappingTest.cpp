@@ -223,6 +223,8 @@ TEST(SyncedDocsContainerTest, ContainerByBundleAndConfiguredStore) {
     EXPECT_EQ(SyncedDocsContainer::current(RecordStoreSettings{}), std::nullopt);
     EXPECT_EQ(SyncedDocsContainer::current(RecordStoreSettings{QUrl("file:///tmp/db"), {}}),
               std::nullopt);
+    EXPECT_EQ(SyncedDocsContainer::current(RecordStoreSettings{QUrl("https://couch.example/"), {}}),
+              std::nullopt);
     EXPECT_EQ(SyncedDocsContainer::current(
                   RecordStoreSettings{QUrl("https://couch.example/mnemora-anna"), {}}),
               QStringLiteral("iCloud.tallo.ai"));
