@@ -15,6 +15,7 @@ packages=(
   libutf8proc-dev uuid-dev
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   procps tmux
+  pocketsphinx pocketsphinx-en-us ffmpeg espeak-ng
 )
 
 missing=()
