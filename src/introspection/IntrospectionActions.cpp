@@ -282,6 +282,16 @@ QCoro::Task<HttpResponse> run(QPointer<IntrospectionServer> server, QByteArray b
     }
     const QString word = object.value(QStringLiteral("action")).toString();
     const ActionCall call{server, object};
+    // A vault window whose daemon has gone is brought back before anything is relayed to it.
+    auto targeted = call.target();
+    if (auto* named = std::get_if<IntrospectionServer::Target>(&targeted);
+        named && named->vaultPath && named->context.reviveIfNeeded) {
+        QCoro::Task<> reviving = named->context.reviveIfNeeded();
+        co_await reviving;
+        if (!server) {
+            co_return HttpResponse::error(500, QStringLiteral("server stopped"));
+        }
+    }
     if (std::optional<HttpResponse> answer = runStateAction(word, call)) {
         co_return *answer;
     }
