@@ -119,7 +119,7 @@ HttpResponse onboarding(AppStateStore& state, const ActionCall& call) {
 
 HttpResponse dropVoiceModel() {
     const QString path =
-        platform::Paths::applicationSupportRoot() + QStringLiteral("/Mnemora/models");
+        Paths::applicationSupportRoot() + QStringLiteral("/Mnemora/models");
     QDir models(path);
     const bool existed = models.exists();
     if (existed && !models.removeRecursively()) {

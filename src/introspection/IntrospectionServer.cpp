@@ -41,7 +41,7 @@ int IntrospectionServer::basePort() const {
 }
 
 QString IntrospectionServer::portFilePath() {
-    return platform::Paths::cachesRoot() + QLatin1Char('/') + bundleIdentifier() +
+    return Paths::cachesRoot() + QLatin1Char('/') + bundleIdentifier() +
            QStringLiteral("/native_introspection.port");
 }
 
@@ -128,7 +128,7 @@ void IntrospectionServer::writePortFile(int port) {
     const QString path = portFilePath();
     QDir().mkpath(QFileInfo(path).absolutePath());
     if (const std::optional<QString> failure =
-            platform::writeFileAtomically(path, QByteArray::number(port))) {
+            writeFileAtomically(path, QByteArray::number(port))) {
         setLastError(QStringLiteral("port file write failed: ") + *failure);
     }
 }

@@ -160,8 +160,8 @@ TEST(MnemoraApp, QuitEndsEvenWhenTheDaemonIgnoresSigterm) {
     ::kill(static_cast<pid_t>(process.processId()), SIGTERM);
     const bool ended = process.waitForFinished(12'000);
     output += process.readAll();
-    if (platform::Processes::isAlive(daemonPid)) {
-        platform::Processes::forceKill(daemonPid); // nothing of this test may outlive it
+    if (Processes::isAlive(daemonPid)) {
+        Processes::forceKill(daemonPid); // nothing of this test may outlive it
     }
     ASSERT_TRUE(ended) << "quit hung on a daemon that ignores SIGTERM";
     EXPECT_EQ(process.exitCode(), 0);
