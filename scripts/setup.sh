@@ -18,6 +18,7 @@ packages=(
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   qtkeychain-qt6-dev
   procps tmux
+  pocketsphinx pocketsphinx-en-us ffmpeg espeak-ng
 )
 # Node.js and npm run the test servers. A machine that already has both (from any source) keeps
 # them: Debian's npm would not install beside another vendor's nodejs.
