@@ -2,15 +2,17 @@
 
 #include "app/AppStateStore.h"
 #include "app/ConfigService.h"
-#include "daemon/DefaultsBootstrap.h"
 #include "app/Log.h"
 #include "app/UserDefaults.h"
 #include "daemon/DaemonProcess.h"
 #include "daemon/DaemonService.h"
+#include "daemon/DefaultsBootstrap.h"
 #include "daemon/ProcessingStore.h"
+#include "introspection/IntrospectionServer.h"
 #include "questions/QuestionService.h"
 #include "registry/DatabaseService.h"
 #include "runtime/AppDelegate.h"
+#include "runtime/VaultManager.h"
 #include "runtime/VaultServices.h"
 #include "runtime/VaultWindowModel.h"
 
@@ -20,6 +22,7 @@ MnemoraApp::MnemoraApp(QObject* parent)
     : QObject(parent)
     , appDelegate_(new AppDelegate(this))
     , services_(new VaultServices(std::nullopt, this))
+    , introspection_(new IntrospectionServer(this))
     , userDefaults_(std::make_unique<UserDefaults>()) {
     // With no window here, the log stands in for the status display of the primary daemon.
     connect(&services_->daemonProcess(), &DaemonProcess::modeChanged, this, [this] {
@@ -76,6 +79,25 @@ void MnemoraApp::launch() {
     startUp();
 }
 
+void MnemoraApp::startIntrospection() {
+    introspection_->setHooks(
+        {[this](const QString& slug, const QString& displayName) -> Expected<QString> {
+             const DemoVault::Result made = VaultManager::shared().makeDemoVault(slug, displayName);
+             if (!made.ok()) {
+                 return fail(made.error);
+             }
+             services_->appState().setPendingOpenWindow(
+                 OpenWindowRequest{QStringLiteral("vault-window"), made.vaultPath});
+             return made.vaultPath;
+         },
+         [](const QString& vaultPath) {
+             VaultManager* vaults = VaultManager::existing();
+             return vaults && vaults->hasRuntime(vaultPath) && vaults->restartBridge(vaultPath);
+         }});
+    introspection_->attach(std::nullopt, services_->windowContext());
+    introspection_->start();
+}
+
 QCoro::Task<> MnemoraApp::applyFirstRunDefaults() {
     // Its outcome is already in the log and the configuration; start-up goes on either way.
     QCoro::Task<DefaultsBootstrap::Outcome> bootstrap =
@@ -90,6 +112,10 @@ QCoro::Task<> MnemoraApp::startUp() {
                         VaultServices::now(QStringLiteral("delegate wired"), [this] {
                             appDelegate_->setDaemon(&services_->daemonProcess());
                         }));
+    // Automation works while the daemon is still coming up.
+    primaryOnly.emplace(Slot::afterWiring,
+                        VaultServices::now(QStringLiteral("introspection server"),
+                                           [this] { startIntrospection(); }));
     // The onboarding overlay for a user who has not finished it.
     primaryOnly.emplace(
         Slot::afterWiring, VaultServices::now(QStringLiteral("onboarding flag read"), [this] {

@@ -13,6 +13,7 @@
 namespace mnemora {
 
 class AppDelegate;
+class IntrospectionServer;
 class UserDefaults;
 
 // The composition root of the primary vault. It owns that vault's services for the life of the
@@ -39,6 +40,7 @@ public:
     DatabaseService& database() const;
     QuestionService& questions() const;
     ProcessingStore& processingStore() const;
+    IntrospectionServer& introspection() const { return *introspection_; }
 
     bool migrationReady() const { return migrationReady_; }
     void setMigrationReady(bool ready);
@@ -63,9 +65,11 @@ signals:
 private:
     void markStep(const QString& step);
     QCoro::Task<> applyFirstRunDefaults();
+    void startIntrospection();
 
     AppDelegate* appDelegate_ = nullptr;
     VaultServices* services_ = nullptr;
+    IntrospectionServer* introspection_ = nullptr;
     std::unique_ptr<UserDefaults> userDefaults_;
 
     bool migrationReady_ = false;

@@ -12,8 +12,10 @@
 #include "app/Brand.h"
 #include "app/Log.h"
 #include "app/OpenWindowRequest.h"
+#include "introspection/IntrospectionServer.h"
 #include "runtime/MnemoraApp.h"
 #include "runtime/VaultManager.h"
+#include "runtime/VaultRuntime.h"
 #include "runtime/VaultWindowModel.h"
 #include "ui/TrayItem.h"
 #include "ui/WindowShell.h"
@@ -139,7 +141,18 @@ void DesktopShell::openVaultWindow(const QString& path) {
         return;
     }
     vaultWindows_.insert(path, window);
+    // Automation sees a vault window while it shows, once its runtime is up.
+    const auto enter = [this, model, window, path] {
+        if (window->isVisible() && model->started()) {
+            app_.introspection().attach(path, model->runtime()->windowContext());
+        } else if (!window->isVisible()) {
+            app_.introspection().detach(path);
+        }
+    };
+    connect(model, &VaultWindowModel::startedChanged, window, enter);
+    connect(window, &QWindow::visibleChanged, model, enter);
     raise(window);
+    enter();
     shell->servePending();
 }
 

@@ -12,6 +12,7 @@
 #include "app/AppStateStore.h"
 #include "app/ConfigService.h"
 #include "app/UserDefaults.h"
+#include "introspection/IntrospectionServer.h"
 #include "platform/Processes.h"
 #include "registry/DatabaseService.h"
 #include "runtime/MnemoraApp.h"
@@ -36,6 +37,13 @@ TEST(MnemoraApp, StartUpRunsItsStepsInOrderAndRecordsFailuresInTheServices) {
     ASSERT_GE(steps.size(), 2);
     EXPECT_EQ(steps.first(), "configuration loaded");
     EXPECT_EQ(steps.last(), "first-run defaults");
+    // Automation is up before the daemon is waited for, and scripts find its port.
+    const auto serverStep = steps.indexOf("introspection server");
+    EXPECT_GT(serverStep, steps.indexOf("services wired"));
+    EXPECT_LT(serverStep, steps.indexOf(QRegularExpression("daemon: .*")));
+    ASSERT_TRUE(app.introspection().isRunning());
+    EXPECT_EQ(TestEnvironment::readFile(env.cacheHome() + "/tallo.ai/native_introspection.port"),
+              QByteArray::number(*app.introspection().port()));
     // No configuration file yet: the service says so and start-up went on.
     EXPECT_TRUE(app.config().lastError().startsWith("Config not loaded: "));
     EXPECT_TRUE(app.appState().showOnboarding());
