@@ -14,6 +14,8 @@ packages=(
   libsqlite3-dev libsqlitecpp-dev sqlite3
   libutf8proc-dev uuid-dev
   libgtest-dev libgmock-dev googletest libbenchmark-dev
+  qt6-multimedia-dev gstreamer1.0-plugins-good gstreamer1.0-plugins-bad
+  pulseaudio pulseaudio-utils
   procps tmux
 )
 
