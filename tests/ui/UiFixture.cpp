@@ -100,6 +100,12 @@ UiFixture::UiFixture(Brand brand, bool populated)
                                                QString::fromLatin1(product.name),
                                                QString::fromLatin1(product.name));
     vault_ = env_.home() + QStringLiteral("/Vault");
+    // The screens' microphones are fakes: this machine may have no sound server at all.
+    AudioRecorder::setFactory([this] {
+        auto made = std::make_unique<FakeRecorder>();
+        microphones_ << made.get();
+        return made;
+    });
     daemon_.setHandler([this](const HttpServer::Request& request) { return answer(request); });
     UserDefaults(bundleIdentifier()).setBool(UserDefaults::onboardingComplete, true);
     writeVault();
@@ -116,6 +122,7 @@ UiFixture::UiFixture(Brand brand, bool populated)
 UiFixture::~UiFixture() {
     desktop_.reset();
     app_.reset();
+    AudioRecorder::setFactory({});
 }
 
 void UiFixture::writeVault() {
