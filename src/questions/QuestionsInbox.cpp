@@ -45,13 +45,17 @@ QuestionsInbox::QuestionsInbox(Options options, QuestionService* questions, Daem
     , clock_([] { return QDateTime::currentDateTimeUtc(); }) {}
 
 void QuestionsInbox::setQuestions(QList<Question> questions) {
-    questions_ = std::move(questions);
-    emit changed();
+    if (questions != questions_) {
+        questions_ = std::move(questions);
+        emit cardsChanged();
+    }
 }
 
 void QuestionsInbox::setBooksNames(QStringList names) {
-    booksNames_ = std::move(names);
-    emit changed();
+    if (names != booksNames_) {
+        booksNames_ = std::move(names);
+        emit cardsChanged();
+    }
 }
 
 std::optional<Question> QuestionsInbox::find(const QString& slug) const {
@@ -148,7 +152,7 @@ bool QuestionsInbox::canSend(const QString& draft) {
 
 void QuestionsInbox::expand() {
     peekExpanded_ = true;
-    emit changed();
+    emit cardsChanged();
 }
 
 void QuestionsInbox::clearActionError() {
@@ -161,7 +165,7 @@ void QuestionsInbox::setActionError(std::optional<QString> error) {
 }
 
 QCoro::Task<> QuestionsInbox::notifyChanged() {
-    emit changed();
+    emit cardsChanged();
     if (onChanged_) {
         QCoro::Task<> calling = onChanged_();
         co_await calling;
@@ -187,7 +191,7 @@ QCoro::Task<> QuestionsInbox::answer(QString slug, QString text) {
     }
     if (question->askedBy && question->askedBy->startsWith(QLatin1String("dreamer:"))) {
         goingBackIn_ << slug;
-        emit changed();
+        emit cardsChanged();
     }
 }
 

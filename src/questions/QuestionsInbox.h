@@ -36,11 +36,11 @@ struct PendingHandover {
 class QuestionsInbox : public QObject {
     Q_OBJECT
     Q_PROPERTY(QString title READ title CONSTANT)
-    Q_PROPERTY(QVariantList cards READ cards NOTIFY changed)
-    Q_PROPERTY(bool empty READ isEmpty NOTIFY changed)
+    Q_PROPERTY(QVariantList cards READ cards NOTIFY cardsChanged)
+    Q_PROPERTY(bool empty READ isEmpty NOTIFY cardsChanged)
     Q_PROPERTY(QString emptyText READ emptyText CONSTANT)
-    Q_PROPERTY(QString moreButtonText READ moreButtonText NOTIFY changed)
-    Q_PROPERTY(QString pileText READ pileText NOTIFY changed)
+    Q_PROPERTY(QString moreButtonText READ moreButtonText NOTIFY cardsChanged)
+    Q_PROPERTY(QString pileText READ pileText NOTIFY cardsChanged)
     Q_PROPERTY(bool answerInline READ answerInline CONSTANT)
     Q_PROPERTY(bool allowDismiss READ allowDismiss CONSTANT)
     Q_PROPERTY(bool showJoinSession READ showJoinSession CONSTANT)
@@ -119,6 +119,9 @@ public:
     Q_INVOKABLE void closeSheet();
 
 signals:
+    // The cards themselves; a screen rebuilds its card views on it, so it fires only when they
+    // differ.
+    void cardsChanged();
     void changed();
 
 private:

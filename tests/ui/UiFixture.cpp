@@ -92,6 +92,8 @@ const char* const kEvents[] = {
 
 } // namespace
 
+const QString UiFixture::kClipPath = QStringLiteral("/vault/.clips/answer.m4a");
+
 UiFixture::UiFixture(Brand brand, bool populated)
     : brand_(brand)
     , populated_(populated) {
@@ -233,6 +235,9 @@ HttpServer::Response UiFixture::answer(const HttpServer::Request& request) const
     }
     if (path == "/progress") {
         return {200, {}, "text/event-stream", true, 0};
+    }
+    if (path == "/transcriptions/record") {
+        return HttpServer::json(R"({"ok": true, "file_path": ")" + kClipPath.toUtf8() + "\"}");
     }
     if (path == "/gpu-scheduler") {
         QJsonArray recent;

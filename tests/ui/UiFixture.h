@@ -55,6 +55,7 @@ public:
 
     static const QString kAskedSlug; // a dreamer's question with suggested answers
     static const QString kDocSlug;   // the accountant's request for a document
+    static const QString kClipPath;  // where the fake daemon says an uploaded clip went
 
 private:
     void writeVault();

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <QDir>
 #include <QMouseEvent>
 #include <QTimeZone>
 
@@ -7,6 +8,7 @@
 #include "support/QtPrinters.h"
 #include "voice/FakeRecorder.h"
 #include "voice/HoldToRecordController.h"
+#include "voice/QtAudioRecorder.h"
 
 namespace mnemora {
 namespace {
@@ -129,6 +131,32 @@ TEST(HoldToRecordController, ARecorderThatRefusesGivesItsWordsAndNoClip) {
     EXPECT_EQ(press.mic->errorText(), QStringLiteral("QMediaRecorder refused to start"));
     EXPECT_TRUE(press.clips.isEmpty());
     EXPECT_FALSE(press.controller.lastPressWasTooShort());
+}
+
+} // namespace
+} // namespace mnemora
+
+namespace mnemora {
+namespace {
+
+// The real recorder on this machine: with no input device it must say so, never record a
+// silent file or crash.
+TEST(QtAudioRecorder, WithoutAMicrophoneThePressSaysTheMicIsOff) {
+    if (QtAudioRecorder::inputDevice()) {
+        GTEST_SKIP() << "this machine has an audio input";
+    }
+    HoldToRecordController controller(std::make_unique<QtAudioRecorder>());
+    EXPECT_EQ(controller.micStatus(), MicStatus::denied);
+    controller.press();
+    EXPECT_EQ(controller.permissionHint(), QStringLiteral("The mic is off — use Open Settings"));
+    EXPECT_FALSE(controller.recorder()->isRecording());
+    controller.release();
+
+    QtAudioRecorder recorder;
+    recorder.start();
+    EXPECT_EQ(recorder.state(), AudioRecorder::State::error);
+    EXPECT_EQ(recorder.errorText(), QStringLiteral("No microphone is connected."));
+    EXPECT_TRUE(QDir::temp().entryList({QStringLiteral("mn-rec-*.m4a")}).isEmpty());
 }
 
 } // namespace
