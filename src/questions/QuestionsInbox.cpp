@@ -282,9 +282,9 @@ QCoro::Task<> QuestionsInbox::joinSession(QString slug) {
     if (!self || !service_) {
         co_return;
     }
-    QCoro::Task<platform::TerminalLauncher::Result> joining =
+    QCoro::Task<TerminalLauncher::Result> joining =
         service_->joinSession(*question, live ? live->sessions : QStringList());
-    const platform::TerminalLauncher::Result result = co_await joining;
+    const TerminalLauncher::Result result = co_await joining;
     if (!self) {
         co_return;
     }

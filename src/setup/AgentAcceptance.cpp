@@ -125,7 +125,7 @@ std::optional<AgentAcceptanceRecord> load(const QString& vault) {
 Expected<void> save(const QString& vault, const AgentAcceptanceRecord& record) {
     // A folder that cannot be made shows up as the write's own failure.
     QDir().mkpath(vault + QStringLiteral("/.mnemora"));
-    const std::optional<QString> failure = platform::writeFileAtomically(
+    const std::optional<QString> failure = writeFileAtomically(
         recordPath(vault), QJsonDocument(toJson(record)).toJson(QJsonDocument::Indented));
     if (failure) {
         return fail(*failure);

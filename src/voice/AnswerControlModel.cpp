@@ -18,11 +18,11 @@ namespace {
 constexpr double kSilencePeak = 0.02;
 
 QString defaultClipFolder() {
-    QString identifier = platform::BundleInfo::main().identifier;
+    QString identifier = BundleInfo::main().identifier;
     if (identifier.isEmpty()) {
         identifier = QStringLiteral("ai.mnemora");
     }
-    return platform::Paths::applicationSupportRoot() + QLatin1Char('/') + identifier +
+    return Paths::applicationSupportRoot() + QLatin1Char('/') + identifier +
            QStringLiteral("/AnswerClips");
 }
 
@@ -178,7 +178,7 @@ std::optional<QString> AnswerControlModel::saveClip(const QByteArray& bytes) con
     const QString path = folder + QLatin1Char('/') +
                          QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper() +
                          QStringLiteral(".m4a");
-    if (platform::writeFileAtomically(path, bytes)) {
+    if (writeFileAtomically(path, bytes)) {
         return std::nullopt;
     }
     return path;

@@ -58,7 +58,7 @@ QCoro::Task<Expected<QString>> transcribe(QPointer<DaemonService> daemon, QByteA
     if (!uploaded.ok()) {
         co_return fail(*uploaded.failure);
     }
-    const std::optional<QUrl> base = daemon ? daemon->baseURL() : std::nullopt;
+    const std::optional<QUrl> base = daemon ? daemon->baseUrl() : std::nullopt;
     if (!base) {
         co_return fail(QStringLiteral("The connection to the daemon was lost."));
     }

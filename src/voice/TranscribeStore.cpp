@@ -74,7 +74,7 @@ QCoro::Task<> TranscribeStore::streamPass(QPointer<TranscribeStore> self, Cancel
     if (!self || token.isCancelled() || !self->daemon_) {
         co_return;
     }
-    const std::optional<QUrl> base = self->daemon_->baseURL();
+    const std::optional<QUrl> base = self->daemon_->baseUrl();
     if (!base) {
         co_return;
     }
@@ -167,7 +167,7 @@ void TranscribeStore::flush() {
 QCoro::Task<> TranscribeStore::waitForDaemon() {
     QPointer<TranscribeStore> self(this);
     for (int attempt = 0; attempt < timings_.statusTries; ++attempt) {
-        const std::optional<QUrl> base = daemon_ ? daemon_->baseURL() : std::nullopt;
+        const std::optional<QUrl> base = daemon_ ? daemon_->baseUrl() : std::nullopt;
         QCoro::Task<HttpReply> asking =
             DaemonEndpoints::request(base, "GET", QStringLiteral("status"), {}, {}, 1s);
         const HttpReply reply = co_await asking;
@@ -255,7 +255,7 @@ void TranscribeStore::dismissFinished() {
 
 QCoro::Task<std::optional<QString>> TranscribeStore::saveRecording(QByteArray bytes, QString ext) {
     QPointer<TranscribeStore> self(this);
-    const std::optional<QUrl> base = daemon_ ? daemon_->baseURL() : std::nullopt;
+    const std::optional<QUrl> base = daemon_ ? daemon_->baseUrl() : std::nullopt;
     if (!base) {
         setRecordingError(QStringLiteral("Daemon not reachable"));
         co_return std::nullopt;
