@@ -39,8 +39,10 @@ DaemonPlaces DaemonPlaces::fromEnvironment() {
         places.vaultPath = withoutTrailingSlash(
             configured.value_or(QFileInfo(withoutTrailingSlash(configFolder)).absolutePath()));
         places.cacheFolder = VaultPaths::vaultCacheFolder(places.vaultPath);
+        places.configFolder = configFolder;
         return places;
     }
+    places.configFolder = QFileInfo(ConfigService::primaryFilePath()).absolutePath();
     const auto configured =
         VaultPaths::configuredVault(readConfig(ConfigService::primaryFilePath()));
     if (configured) {

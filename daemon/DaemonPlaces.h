@@ -10,6 +10,9 @@ namespace mnemora::refdaemon {
 struct DaemonPlaces {
     QString vaultPath;   // empty when no vault is configured
     QString cacheFolder; // holds daemon.port and registry_index.sqlite
+    // The folder of the configuration file. The application asks for its first-run defaults at
+    // the port written here, so the port file goes here as well.
+    QString configFolder;
 
     static DaemonPlaces fromEnvironment();
 };

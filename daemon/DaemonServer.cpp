@@ -118,11 +118,14 @@ bool DaemonServer::start() {
         return false;
     }
     QDir().mkpath(places_.cacheFolder);
-    const QString portFile = PortFile::pathIn(places_.cacheFolder);
-    if (const auto error =
-            writeFileAtomically(portFile, QByteArray::number(listener_.port()) + '\n')) {
+    const QByteArray port = QByteArray::number(listener_.port()) + '\n';
+    if (const auto error = writeFileAtomically(PortFile::pathIn(places_.cacheFolder), port)) {
         log(QStringLiteral("could not write the port file: ") + *error);
         return false;
+    }
+    // Best effort: without it only the first-run defaults are not asked for.
+    if (QDir().mkpath(places_.configFolder)) {
+        (void)writeFileAtomically(PortFile::pathIn(places_.configFolder), port);
     }
     log(QStringLiteral("listening on 127.0.0.1:%1 for vault '%2'")
             .arg(listener_.port())
@@ -132,9 +135,11 @@ bool DaemonServer::start() {
 
 void DaemonServer::stop() {
     // Only our own port file goes; a newer daemon may have replaced it already.
-    const QString portFile = PortFile::pathIn(places_.cacheFolder);
-    if (PortFile::read(portFile) == listener_.port()) {
-        QFile::remove(portFile);
+    for (const QString& folder : {places_.cacheFolder, places_.configFolder}) {
+        const QString portFile = PortFile::pathIn(folder);
+        if (PortFile::read(portFile) == listener_.port()) {
+            QFile::remove(portFile);
+        }
     }
     for (const QPointer<HttpExchange>& stream : streams_) {
         if (stream) {
