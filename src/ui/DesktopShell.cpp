@@ -8,6 +8,7 @@
 #include <QQuickWindow>
 #include <QSystemTrayIcon>
 #include <QTimer>
+#include <QtQml/qqml.h>
 
 #include "app/Brand.h"
 #include "app/Log.h"
@@ -19,6 +20,8 @@
 #include "runtime/VaultWindowModel.h"
 #include "ui/TrayItem.h"
 #include "ui/WindowShell.h"
+#include "voice/AnswerControlModel.h"
+#include "voice/PushToTalkModel.h"
 
 namespace mnemora {
 
@@ -61,6 +64,20 @@ DesktopShell::~DesktopShell() {
     qDeleteAll(vaultWindows_);
 }
 
+void DesktopShell::registerVoiceTypes() {
+    static bool registered = false;
+    if (registered) {
+        return;
+    }
+    registered = true;
+    const char* uri = "Mnemora.Voice";
+    qmlRegisterType<AnswerControlModel>(uri, 1, 0, "AnswerControlModel");
+    qmlRegisterType<PushToTalkModel>(uri, 1, 0, "PushToTalkModel");
+    const QString made = QStringLiteral("made by the controls");
+    qmlRegisterUncreatableType<HoldToRecordController>(uri, 1, 0, "HoldToRecordController", made);
+    qmlRegisterUncreatableType<AudioRecorder>(uri, 1, 0, "AudioRecorder", made);
+}
+
 void DesktopShell::applyStyle() {
     // The style is the process's and can be chosen only before the first window loads.
     static bool styled = false;
@@ -75,6 +92,7 @@ void DesktopShell::applyStyle() {
 
 void DesktopShell::start() {
     applyStyle();
+    registerVoiceTypes();
     engine_ = std::make_unique<QQmlEngine>();
     mainShell_ = new WindowShell(WindowServices::primary(app_), nullptr, this);
     connectShell(mainShell_);
