@@ -67,7 +67,7 @@ QCoro::Task<Expected<QString>> transcribe(QPointer<DaemonService> daemon, QByteA
     request.url = DaemonHttp::endpoint(*base, QStringLiteral("progress"));
     // Shared with the handler, which fills it from inside the read.
     auto outcome = std::make_shared<std::optional<Expected<QString>>>();
-    const QString filePath = uploaded.value;
+    const QString filePath = uploaded.value();
     EventStreamReader::Handler handler = [outcome, filePath, onProgress](const QJsonObject& event) {
         return follow(event, filePath, onProgress, *outcome);
     };
