@@ -263,6 +263,20 @@ QCoro::Task<Expected<QJsonObject>> act(Daemon daemon, Call call) {
     co_return Expected<QJsonObject>(answer.reply.jsonObject().value_or(QJsonObject()));
 }
 
+// The same, where a 200 can still carry the daemon's refusal in `error`.
+QCoro::Task<Expected<QJsonObject>> actRefusable(Daemon daemon, Call call) {
+    QCoro::Task<Expected<QJsonObject>> acting = act(daemon, std::move(call));
+    Expected<QJsonObject> result = co_await acting;
+    if (!result.ok()) {
+        co_return result;
+    }
+    const QString error = JsonRead::stringOr(result.value(), QLatin1String("error")).trimmed();
+    if (!error.isEmpty()) {
+        co_return fail(error);
+    }
+    co_return result;
+}
+
 QCoro::Task<Expected<void>> plainAction(Daemon daemon, Call call) {
     QCoro::Task<Expected<QJsonObject>> acting = act(daemon, std::move(call));
     const Expected<QJsonObject> result = co_await acting;
@@ -497,18 +511,13 @@ QCoro::Task<std::optional<Expected<QString>>> bugReportPreview(Daemon daemon) {
 
 QCoro::Task<Expected<QString>> submitBugReport(Daemon daemon, QString description,
                                                QString reporterEmail) {
-    QCoro::Task<Expected<QJsonObject>> acting =
-        act(daemon, postCall("bug-report/submit",
-                             QJsonObject{{QStringLiteral("description"), description},
-                                         {QStringLiteral("reporter_email"), reporterEmail}}));
+    QCoro::Task<Expected<QJsonObject>> acting = actRefusable(
+        daemon, postCall("bug-report/submit",
+                         QJsonObject{{QStringLiteral("description"), description},
+                                     {QStringLiteral("reporter_email"), reporterEmail}}));
     const Expected<QJsonObject> result = co_await acting;
     if (!result.ok()) {
         co_return fail(result.error());
-    }
-    // A 200 can still carry the daemon's refusal.
-    const QString error = JsonRead::stringOr(result.value(), QLatin1String("error")).trimmed();
-    if (!error.isEmpty()) {
-        co_return fail(error);
     }
     co_return Expected<QString>(QStringLiteral("Report submitted. Thank you!"));
 }
@@ -532,15 +541,11 @@ QCoro::Task<Expected<QString>> launchTroubleshooter(Daemon daemon, QString promp
 // Transcription.
 
 QCoro::Task<Expected<QString>> transcribeFile(Daemon daemon, QString path) {
-    QCoro::Task<Expected<QJsonObject>> acting =
-        act(daemon, postCall("transcribe-file", QJsonObject{{QStringLiteral("path"), path}}));
+    QCoro::Task<Expected<QJsonObject>> acting = actRefusable(
+        daemon, postCall("transcribe-file", QJsonObject{{QStringLiteral("path"), path}}));
     const Expected<QJsonObject> result = co_await acting;
     if (!result.ok()) {
         co_return fail(result.error());
-    }
-    const QString error = JsonRead::stringOr(result.value(), QLatin1String("error")).trimmed();
-    if (!error.isEmpty()) {
-        co_return fail(error);
     }
     const auto text = JsonRead::string(result.value(), QLatin1String("text"));
     if (!text) {
