@@ -89,8 +89,7 @@ TEST_F(DaemonSpawn, ASlowDaemonIsWaitedForInTheBackground) {
     DaemonProcess::Timings timings = fastTimings();
     timings.portWait = 150ms;
     DaemonProcess daemon;
-    configure(daemon);
-    daemon.setTimings(timings);
+    configure(daemon, timings);
     StdoutCapture output;
 
     runTask(daemon.start());
@@ -117,8 +116,7 @@ TEST_F(DaemonSpawn, ADaemonDyingBeforeItsPortFailsWithTheLogTailThenComesBackByI
     timings.portWait = 20s;
     timings.backoffUnit = 200ms;
     DaemonProcess daemon;
-    configure(daemon);
-    daemon.setTimings(timings);
+    configure(daemon, timings);
     QList<DaemonMode> modes;
     QObject::connect(&daemon, &DaemonProcess::modeChanged, [&] { modes << daemon.mode(); });
     StdoutCapture output;
@@ -318,8 +316,7 @@ TEST_F(DaemonAdoption, ADaemonAnsweringSlowlyIsWaitedForRatherThanDoubled) {
     DaemonProcess::Timings timings = fastTimings();
     timings.probeTimeout = 150ms;
     DaemonProcess daemon;
-    configure(daemon);
-    daemon.setTimings(timings);
+    configure(daemon, timings);
     runTask(daemon.start());
 
     EXPECT_EQ(daemon.mode(), DaemonMode::adopted(pidOf(existing)))
@@ -363,10 +360,8 @@ using DaemonStopping = SupervisionTest;
 
 TEST_F(DaemonStopping, BlockingStopEndsOurChildAndClosesTheLog) {
     DaemonProcess daemon;
-    configure(daemon);
-    runTask(daemon.start());
-    ASSERT_TRUE(daemon.mode().is(Kind::spawnedChild));
-    const qint32 pid = daemon.mode().pid;
+    const qint32 pid = startChild(daemon);
+    ASSERT_GT(pid, 0);
 
     StdoutCapture output;
     daemon.stopBlocking();
@@ -381,10 +376,8 @@ TEST_F(DaemonStopping, BlockingStopEndsOurChildAndClosesTheLog) {
 TEST_F(DaemonStopping, AChildIgnoringSigtermIsKilledAfterThePolls) {
     env->setEnv("FAKE_DAEMON_IGNORE_SIGTERM", QStringLiteral("1"));
     DaemonProcess daemon;
-    configure(daemon);
-    runTask(daemon.start());
-    ASSERT_TRUE(daemon.mode().is(Kind::spawnedChild));
-    const qint32 pid = daemon.mode().pid;
+    const qint32 pid = startChild(daemon);
+    ASSERT_GT(pid, 0);
 
     StdoutCapture output;
     runTask(daemon.stop());
@@ -401,8 +394,7 @@ TEST_F(DaemonStopping, ABlockingStopKillsAChildIgnoringSigtermAfterItsLimit) {
     DaemonProcess::Timings timings = fastTimings();
     timings.blockingStopLimit = 200ms;
     DaemonProcess daemon;
-    configure(daemon);
-    daemon.setTimings(timings);
+    configure(daemon, timings);
     runTask(daemon.start());
     ASSERT_TRUE(daemon.mode().is(Kind::spawnedChild));
     const qint32 pid = daemon.mode().pid;

@@ -116,6 +116,18 @@ void SupervisionTest::configure(DaemonProcess& daemon) const {
     daemon.setTimings(fastTimings());
 }
 
+void SupervisionTest::configure(DaemonProcess& daemon,
+                                const DaemonProcess::Timings& timings) const {
+    configure(daemon);
+    daemon.setTimings(timings);
+}
+
+qint32 SupervisionTest::startChild(DaemonProcess& daemon) const {
+    configure(daemon);
+    runTask(daemon.start());
+    return daemon.mode().is(DaemonMode::Kind::spawnedChild) ? daemon.mode().pid : 0;
+}
+
 QString SupervisionTest::logText() const {
     return QString::fromUtf8(TestEnvironment::readFile(VaultPaths::daemonLogFile({})));
 }

@@ -38,6 +38,11 @@ protected:
     static void runFor(std::chrono::milliseconds duration);
 
     void configure(DaemonProcess& daemon) const;
+    // The same, with timings of the test's own in place of the fast ones.
+    void configure(DaemonProcess& daemon, const DaemonProcess::Timings& timings) const;
+
+    // Configures and starts `daemon`; the pid of the child it spawned, or 0 when it spawned none.
+    qint32 startChild(DaemonProcess& daemon) const;
 
     QString logText() const;
 
