@@ -99,6 +99,8 @@ QCoro::Task<DaemonAction> rescanPhotos(Daemon daemon);
 QCoro::Task<DaemonAction> restartVlmSidecar(Daemon daemon);
 QCoro::Task<DaemonAction> setModelPullConsent(Daemon daemon, bool granted);
 QCoro::Task<DaemonAction> setPowerState(Daemon daemon, DaemonPowerState state);
+// The wire word of a power state: "ac", "battery_high_power", ...
+QString powerStateWord(DaemonPowerState state);
 // Configuration keys recommended for this machine.
 QCoro::Task<std::optional<QJsonObject>> recommendDefaults(Daemon daemon, int ramGb, QString arch);
 QCoro::Task<std::optional<VoiceModelStatus>> whisperStatus(Daemon daemon);
@@ -119,6 +121,8 @@ QCoro::Task<std::optional<DaemonResult<QString>>> bugReportPreview(Daemon daemon
 // On success the words that thank the user.
 QCoro::Task<DaemonResult<QString>> submitBugReport(Daemon daemon, QString description,
                                                    QString reporterEmail);
+// The `prerequisites` answer whole; absent when the daemon could not be asked.
+QCoro::Task<std::optional<QJsonObject>> prerequisites(Daemon daemon);
 // The tmux session the troubleshooter runs in.
 QCoro::Task<DaemonResult<QString>> launchTroubleshooter(Daemon daemon, QString promptPreamble);
 
