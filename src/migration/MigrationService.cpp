@@ -232,6 +232,8 @@ QCoro::Task<> MigrationService::run(QString event, QString startingMessage,
     if (!self || result.ok()) {
         co_return;
     }
+    // The run never started: nothing will come on its stream.
+    sseTask_.reset();
     setPhase({Phase::Kind::failed, {}, *result.failure});
 }
 

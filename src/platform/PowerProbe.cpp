@@ -58,12 +58,14 @@ QCoro::Task<std::optional<QString>> PowerProbe::activeProfile() const {
     process->setArguments(command);
     process->setStandardInputFile(QProcess::nullDevice());
     process->setStandardErrorFile(QProcess::nullDevice());
-    QCoro::Task<bool> starting = qCoro(process.get()).start();
-    if (!co_await starting) {
+    // Starting is only the fork and exec: a missing tool fails here at once.
+    process->start();
+    if (!process->waitForStarted()) {
         co_return std::nullopt;
     }
     QCoro::Task<bool> finishing = qCoro(process.get()).waitForFinished(profileToolLimit);
-    if (!co_await finishing) {
+    // A tool that ended before the wait began counts as finished too.
+    if (!co_await finishing && process->state() != QProcess::NotRunning) {
         process->kill();
         process->waitForFinished();
         co_return std::nullopt;
