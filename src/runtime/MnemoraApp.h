@@ -13,6 +13,13 @@
 namespace mnemora {
 
 class AppDelegate;
+class DreamerControl;
+class MigrationGate;
+class MigrationService;
+class PowerMonitor;
+class PromptSeedService;
+class SkillSeedService;
+class SourceSeedService;
 class UserDefaults;
 
 // The composition root of the primary vault. It owns that vault's services for the life of the
@@ -39,6 +46,13 @@ public:
     DatabaseService& database() const;
     QuestionService& questions() const;
     ProcessingStore& processingStore() const;
+    SkillSeedService& skillSeeds() const { return *skillSeeds_; }
+    PromptSeedService& promptSeeds() const { return *promptSeeds_; }
+    SourceSeedService& sourceSeeds() const { return *sourceSeeds_; }
+    DreamerControl& dreamer() const { return *dreamer_; }
+    MigrationService& migration() const { return *migration_; }
+    MigrationGate& migrationGate() const { return *migrationGate_; }
+    PowerMonitor& powerMonitor() const { return *powerMonitor_; }
 
     bool migrationReady() const { return migrationReady_; }
     void setMigrationReady(bool ready);
@@ -63,10 +77,19 @@ signals:
 private:
     void markStep(const QString& step);
     QCoro::Task<> applyFirstRunDefaults();
+    QCoro::Task<> refreshSeeds();
+    void addPrimarySteps(VaultServices::ExtraSteps& steps);
 
     AppDelegate* appDelegate_ = nullptr;
     VaultServices* services_ = nullptr;
     std::unique_ptr<UserDefaults> userDefaults_;
+    SkillSeedService* skillSeeds_ = nullptr;
+    PromptSeedService* promptSeeds_ = nullptr;
+    SourceSeedService* sourceSeeds_ = nullptr;
+    DreamerControl* dreamer_ = nullptr;
+    MigrationService* migration_ = nullptr;
+    MigrationGate* migrationGate_ = nullptr;
+    PowerMonitor* powerMonitor_ = nullptr;
 
     bool migrationReady_ = false;
     bool started_ = false;

@@ -35,11 +35,15 @@ TEST(MnemoraApp, StartUpRunsItsStepsInOrderAndRecordsFailuresInTheServices) {
     const QStringList steps = app.completedSteps();
     ASSERT_GE(steps.size(), 2);
     EXPECT_EQ(steps.first(), "configuration loaded");
-    EXPECT_EQ(steps.last(), "first-run defaults");
+    EXPECT_EQ(steps.mid(steps.size() - 3),
+              QStringList({"power monitor", "first-run defaults", "seeds"}));
     // No configuration file yet: the service says so and start-up went on.
     EXPECT_TRUE(app.config().lastError().startsWith("Config not loaded: "));
     EXPECT_TRUE(app.appState().showOnboarding());
     EXPECT_EQ(app.appState().selection(), SidebarItem::home);
+    // No daemon: the migration gate is ready but stays open.
+    EXPECT_TRUE(app.migrationReady());
+    EXPECT_FALSE(app.migrationGate().closed());
     // No index yet: a normal state, with nothing listed.
     EXPECT_FALSE(app.database().isOpen());
     EXPECT_TRUE(app.database().lastError().isEmpty());
