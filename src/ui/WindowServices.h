@@ -13,6 +13,11 @@ class AppStateStore;
 class ConfigService;
 class DaemonProcess;
 class DaemonService;
+class DreamerControl;
+class MigrationGate;
+class PromptSeedService;
+class SkillSeedService;
+class SourceSeedService;
 class DatabaseService;
 class MnemoraApp;
 class ProcessingStore;
@@ -32,6 +37,13 @@ struct WindowServices {
     QuestionService* questions = nullptr;
     QString name;                     // the app's name, or the vault folder's
     std::optional<QString> vaultRoot; // none for the primary window
+
+    // What only the primary window has: seeds, dreamer sessions and the migration gate.
+    SkillSeedService* skillSeeds = nullptr;
+    PromptSeedService* promptSeeds = nullptr;
+    SourceSeedService* sourceSeeds = nullptr;
+    DreamerControl* dreamer = nullptr;
+    MigrationGate* migrationGate = nullptr;
 
     bool isPrimary() const { return !vaultRoot.has_value(); }
 
