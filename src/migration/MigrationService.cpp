@@ -42,6 +42,14 @@ const QList<MigrationService::JobInfo>& MigrationService::followUps() {
     return all;
 }
 
+QStringList MigrationService::followUpLabels() {
+    QStringList labels;
+    for (const JobInfo& info : followUps()) {
+        labels << info.label;
+    }
+    return labels;
+}
+
 MigrationService::MigrationService(QObject* parent)
     : QObject(parent) {}
 

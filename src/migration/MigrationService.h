@@ -31,6 +31,8 @@ class MigrationService : public QObject {
     Q_PROPERTY(QVariantList completed READ completedList NOTIFY statusChanged)
     Q_PROPERTY(QString lastError READ lastErrorText NOTIFY lastErrorChanged)
     Q_PROPERTY(bool runStarted READ runStarted NOTIFY phaseChanged)
+    Q_PROPERTY(bool v3Needed READ v3Needed NOTIFY statusChanged)
+    Q_PROPERTY(QStringList followUpLabels READ followUpLabels CONSTANT)
 
 public:
     struct Phase {
@@ -73,6 +75,8 @@ public:
     QVariantMap previewMap() const;
     QVariantList completedList() const;
     QString lastErrorText() const { return lastError_.value_or(QString()); }
+    bool v3Needed() const { return status_ && status_->v3Needed.value_or(false); }
+    static QStringList followUpLabels();
 
     // `GET migrations/status`; a failure fills `lastError` and leaves the phase as it was.
     QCoro::Task<> refreshStatus();

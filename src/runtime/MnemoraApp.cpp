@@ -2,11 +2,11 @@
 
 #include "app/AppStateStore.h"
 #include "app/ConfigService.h"
-#include "daemon/DefaultsBootstrap.h"
 #include "app/Log.h"
 #include "app/UserDefaults.h"
 #include "daemon/DaemonProcess.h"
 #include "daemon/DaemonService.h"
+#include "daemon/DefaultsBootstrap.h"
 #include "daemon/PowerMonitor.h"
 #include "daemon/ProcessingStore.h"
 #include "integrations/DreamerControl.h"
@@ -119,7 +119,8 @@ QCoro::Task<> MnemoraApp::refreshSeeds() {
 // The services only the primary vault has: seeds, dreamer sessions, migrations and power.
 void MnemoraApp::addPrimarySteps(VaultServices::ExtraSteps& steps) {
     using Slot = VaultServices::Slot;
-    steps.emplace(Slot::afterWiring, VaultServices::now(QStringLiteral("integrations wired"), [this] {
+    steps.emplace(Slot::afterWiring,
+                  VaultServices::now(QStringLiteral("integrations wired"), [this] {
                       ConfigService* config = &services_->config();
                       skillSeeds_->setConfig(config);
                       skillSeeds_->setDaemon(&services_->daemon());

@@ -46,11 +46,11 @@ void CommandBarModel::setQuery(const QString& query) {
 }
 
 void CommandBarModel::rebuild() {
-    commands_ = CommandList::filter(
-        CommandList::build(brand(), services_.openQuestions(), liveSessions_,
-                           services_.skillSeeds ? services_.skillSeeds->seeds()
-                                                : QList<SkillSeed>()),
-        query_);
+    commands_ =
+        CommandList::filter(CommandList::build(brand(), services_.openQuestions(), liveSessions_,
+                                               services_.skillSeeds ? services_.skillSeeds->seeds()
+                                                                    : QList<SkillSeed>()),
+                            query_);
     rows_.clear();
     for (qsizetype i = 0; i < commands_.size(); ++i) {
         rows_ << commandRow(commands_[i], i == 0 || commands_[i - 1].group != commands_[i].group);
