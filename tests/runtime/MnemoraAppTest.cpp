@@ -14,6 +14,7 @@
 #include "app/UserDefaults.h"
 #include "platform/Processes.h"
 #include "registry/DatabaseService.h"
+#include "migration/MigrationGate.h"
 #include "runtime/MnemoraApp.h"
 #include "support/BundleOverride.h"
 #include "support/EventLoop.h"
