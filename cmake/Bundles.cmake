@@ -61,12 +61,15 @@ foreach(entry ${MNEMORA_BUNDLE_LIST})
   configure_file(${CMAKE_SOURCE_DIR}/packaging/app.metainfo.xml.in
                  ${folder}/Resources/${identifier}.metainfo.xml @ONLY)
 
+  # The daemon travels beside the application, which finds it by its "-daemon" ending.
   add_custom_command(
-    OUTPUT ${folder}/${executable_name}
+    OUTPUT ${folder}/${executable_name} ${folder}/${executable_name}-daemon
     COMMAND ${CMAKE_COMMAND} -E copy $<TARGET_FILE:mnemora> ${folder}/${executable_name}
-    DEPENDS mnemora
+    COMMAND ${CMAKE_COMMAND} -E copy $<TARGET_FILE:refdaemon>
+            ${folder}/${executable_name}-daemon
+    DEPENDS mnemora refdaemon
     COMMENT "Bundling ${bundle_name}"
     VERBATIM)
-  list(APPEND MNEMORA_BUNDLE_OUTPUTS ${folder}/${executable_name})
+  list(APPEND MNEMORA_BUNDLE_OUTPUTS ${folder}/${executable_name} ${folder}/${executable_name}-daemon)
 endforeach()
 add_custom_target(bundles ALL DEPENDS ${MNEMORA_BUNDLE_OUTPUTS})

@@ -9,7 +9,7 @@ root=$(pwd)
 
 ./scripts/setup.sh
 cmake -S . -B build -G Ninja >/dev/null
-cmake --build build -j"$(nproc)" --target bundles
+cmake --build build -j"$(nproc)" --target bundles  # the application and its daemon
 
 scratch=${MNEMORA_SCRATCH:-$(mktemp -d /tmp/tallo-scratch.XXXXXX)}
 export HOME="$scratch/home"
@@ -21,6 +21,35 @@ mkdir -p "$vault/Registry" "$vault/Notes" "$vault/Media" "$vault/.mnemora" "$XDG
 config="$XDG_DATA_HOME/Tallo/config.json"
 if [ ! -f "$config" ]; then
   printf '{\n    "mnemora_path": "%s"\n}\n' "$vault" > "$config"
+fi
+
+# A fresh vault starts with one open question and one period under way, so the loop shows at once;
+# the daemon beside the application indexes them as soon as it starts.
+if [ ! -e "$vault/Registry/me/questions" ]; then
+  mkdir -p "$vault/Registry/me/questions"
+  cat > "$vault/Registry/me/questions/march-invoice-vat.md" <<'DEMO'
+---
+kind: judgment
+status: open
+question: Which VAT rate applies to the March invoice from Harbour Print?
+asked_at: 2026-03-28T09:00:00Z
+asked_by: accountant
+period: 2026-03
+suggested_actions: [Standard rate | Reduced rate | Ask me later => later]
+---
+
+## Question
+
+Which VAT rate applies to the March invoice from Harbour Print?
+DEMO
+fi
+period="$vault/Notes/bookkeeping/2026-03"
+if [ ! -e "$period" ]; then
+  mkdir -p "$period/items"
+  printf -- '---\nperiod: 2026-03\nbusiness: Demo Bakery\nstatus: running\nphase: collecting\ncurrent_activity: Matching receipts to the bank statement\nstarted_at: 2026-03-28T08:00:00Z\nupdated_at: 2026-03-28T09:00:00Z\n---\n' > "$period/run.md"
+  printf -- '---\nkind: deliverable\nlabel: Bank statement\nstatus: done\nsort_order: 1\n---\n' > "$period/items/bank-statement.md"
+  printf -- '---\nkind: deliverable\nlabel: Sales invoices\nstatus: pending\nsort_order: 2\n---\n' > "$period/items/sales-invoices.md"
+  printf -- '---\nkind: transaction\ndate: 2026-03-12\nvendor: Harbour Print\namount: -86.40\ncurrency: EUR\nstatus: ask\nsort_order: 3\nquestion_slug: march-invoice-vat\n---\n' > "$period/items/harbour-print.md"
 fi
 
 echo "[run] scratch home: $HOME"

@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
-# Installs every Debian package that the build, the tests and the application need.
+# Installs every Debian package that the build, the tests and the application need, and the
+# test-only Node.js packages pinned under tools/ (PouchDB Server).
 # Idempotent: does nothing when all packages are present, and refreshes the package
 # lists only when something is missing. Works as root or through sudo.
 set -euo pipefail
+cd "$(dirname "$0")/.."
 
 packages=(
   build-essential cmake ninja-build pkg-config git ccache
@@ -14,8 +16,15 @@ packages=(
   libsqlite3-dev libsqlitecpp-dev sqlite3
   libutf8proc-dev uuid-dev
   libgtest-dev libgmock-dev googletest libbenchmark-dev
+  qtkeychain-qt6-dev
   procps tmux
+  pocketsphinx pocketsphinx-en-us ffmpeg espeak-ng
 )
+# Node.js and npm run the test servers. A machine that already has both (from any source) keeps
+# them: Debian's npm would not install beside another vendor's nodejs.
+if ! command -v node >/dev/null || ! command -v npm >/dev/null; then
+  packages+=(nodejs npm)
+fi
 
 missing=()
 for p in "${packages[@]}"; do
@@ -24,16 +33,23 @@ for p in "${packages[@]}"; do
   fi
 done
 
-if [ ${#missing[@]} -eq 0 ]; then
-  exit 0
+if [ ${#missing[@]} -gt 0 ]; then
+  sudo=()
+  if [ "$(id -u)" -ne 0 ]; then
+    sudo=(sudo)
+  fi
+  echo "[setup] installing: ${missing[*]}"
+  export DEBIAN_FRONTEND=noninteractive
+  "${sudo[@]}" env DEBIAN_FRONTEND=noninteractive apt-get update -qq
+  "${sudo[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"
 fi
 
-sudo=()
-if [ "$(id -u)" -ne 0 ]; then
-  sudo=(sudo)
+# The pinned Node.js packages, again only when they are missing or the lockfile changed. Their
+# optional native modules and install scripts are not needed.
+stamp=tools/node_modules/.installed-lock.sha256
+lock_sum=$(sha256sum tools/package-lock.json | cut -d' ' -f1)
+if [ ! -f "$stamp" ] || [ "$(cat "$stamp")" != "$lock_sum" ]; then
+  echo "[setup] installing the test servers in tools/ (npm ci)"
+  (cd tools && npm ci --omit=optional --ignore-scripts --no-audit --no-fund --loglevel=error)
+  echo "$lock_sum" > "$stamp"
 fi
-
-echo "[setup] installing: ${missing[*]}"
-export DEBIAN_FRONTEND=noninteractive
-"${sudo[@]}" env DEBIAN_FRONTEND=noninteractive apt-get update -qq
-"${sudo[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"

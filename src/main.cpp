@@ -19,7 +19,7 @@ int main(int argc, char** argv) {
 
     // The same executable answers the daemon's command-line words by becoming the daemon.
     if (const auto status =
-            Entry::dispatch(argc, argv, platform::BundleInfo::executableFolder().toStdString())) {
+            Entry::dispatch(argc, argv, BundleInfo::executableFolder().toStdString())) {
         return *status;
     }
 
@@ -33,8 +33,8 @@ int main(int argc, char** argv) {
     QCoreApplication::setOrganizationDomain(bundleIdentifier());
 
     MnemoraApp app;
-    platform::TerminationSignals terminationSignals;
-    QObject::connect(&terminationSignals, &platform::TerminationSignals::terminationRequested,
+    TerminationSignals terminationSignals;
+    QObject::connect(&terminationSignals, &TerminationSignals::terminationRequested,
                      application.get(), &QCoreApplication::quit);
     QObject::connect(application.get(), &QCoreApplication::aboutToQuit, &app.appDelegate(),
                      &AppDelegate::applicationWillTerminate);

@@ -21,11 +21,11 @@ Brand brandForIdentifier(const QString& identifier) {
 }
 
 Brand brand() {
-    return brandForIdentifier(platform::BundleInfo::main().identifier);
+    return brandForIdentifier(BundleInfo::main().identifier);
 }
 
 QString appDisplayName() {
-    const platform::BundleInfo& info = platform::BundleInfo::main();
+    const BundleInfo& info = BundleInfo::main();
     if (!info.displayName.isEmpty()) {
         return info.displayName;
     }
@@ -39,7 +39,7 @@ QString appDisplayName() {
 }
 
 QString bundleIdentifier() {
-    const QString& identifier = platform::BundleInfo::main().identifier;
+    const QString& identifier = BundleInfo::main().identifier;
     return identifier.isEmpty() ? kFallbackIdentifier : identifier;
 }
 

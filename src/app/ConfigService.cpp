@@ -56,15 +56,15 @@ const QStringList& ConfigService::featureKeys() {
 ConfigService::ConfigService(QObject* parent)
     : QObject(parent) {}
 
-QString ConfigService::primaryFileURL() {
+QString ConfigService::primaryFilePath() {
     QString folder = appDisplayName();
     folder.remove(QLatin1Char(' '));
-    return platform::Paths::applicationSupportRoot() + QLatin1Char('/') + folder +
+    return Paths::applicationSupportRoot() + QLatin1Char('/') + folder +
            QStringLiteral("/config.json");
 }
 
-QString ConfigService::fileURL() const {
-    return configURLOverride_.isEmpty() ? primaryFileURL() : configURLOverride_;
+QString ConfigService::filePath() const {
+    return configPathOverride_.isEmpty() ? primaryFilePath() : configPathOverride_;
 }
 
 void ConfigService::setLastError(const QString& error) {
@@ -82,7 +82,7 @@ void ConfigService::setConfig(const QJsonObject& config) {
 }
 
 void ConfigService::load() {
-    QFile file(fileURL());
+    QFile file(filePath());
     if (!file.open(QIODevice::ReadOnly)) {
         setLastError(QStringLiteral("Config not loaded: ") + file.errorString());
         return;
@@ -103,7 +103,7 @@ void ConfigService::load() {
 }
 
 ConfigService::OnDisk ConfigService::readFile() const {
-    QFile file(fileURL());
+    QFile file(filePath());
     if (!file.open(QIODevice::ReadOnly)) {
         return {};
     }
@@ -120,7 +120,7 @@ QJsonObject ConfigService::readFileObject() const {
 }
 
 std::optional<QString> ConfigService::keepBrokenFile() const {
-    const QString path = fileURL();
+    const QString path = filePath();
     const QString stamp =
         QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyyMMddTHHmmssZ"));
     QString kept = path + QStringLiteral(".broken-") + stamp;
@@ -137,7 +137,7 @@ std::optional<QString> ConfigService::keepBrokenFile() const {
 }
 
 bool ConfigService::write(const Updates& updates) {
-    const QString path = fileURL();
+    const QString path = filePath();
     const QString folder = QFileInfo(path).absolutePath();
     if (!QDir().mkpath(folder)) {
         setLastError(QStringLiteral("Config write failed: could not create the folder ") + folder);
@@ -161,8 +161,8 @@ bool ConfigService::write(const Updates& updates) {
         }
     }
     // QJsonObject keeps its keys sorted, so the indented form is the sorted pretty form.
-    if (const auto error = platform::writeFileAtomically(
-            path, QJsonDocument(merged).toJson(QJsonDocument::Indented))) {
+    if (const auto error =
+            writeFileAtomically(path, QJsonDocument(merged).toJson(QJsonDocument::Indented))) {
         setLastError(QStringLiteral("Config write failed: ") + *error);
         return false;
     }
@@ -184,8 +184,8 @@ bool ConfigService::boolValue(const char* key, bool fallback) const {
 }
 
 QString ConfigService::vaultRoot() const {
-    return VaultPaths::configuredVault(config_).value_or(platform::Paths::home() +
-                                                         QLatin1Char('/') + appDisplayName());
+    return VaultPaths::configuredVault(config_).value_or(Paths::home() + QLatin1Char('/') +
+                                                         appDisplayName());
 }
 
 std::optional<QString> ConfigService::activeIdentityId() const {

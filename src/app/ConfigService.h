@@ -36,13 +36,13 @@ public:
     const QString& lastError() const { return lastError_; }
 
     // Absent for the primary vault; `{vault}/.mnemora/config.json` for a vault runtime.
-    const QString& configURLOverride() const { return configURLOverride_; }
-    void setConfigURLOverride(const QString& path) { configURLOverride_ = path; }
+    const QString& configPathOverride() const { return configPathOverride_; }
+    void setConfigPathOverride(const QString& path) { configPathOverride_ = path; }
 
     // The configuration file this service reads and writes.
-    QString fileURL() const;
+    QString filePath() const;
     // The primary configuration file, as the primary vault's service sees it.
-    static QString primaryFileURL();
+    static QString primaryFilePath();
 
     void load();
     bool write(const Updates& updates);
@@ -103,7 +103,7 @@ private:
 
     QJsonObject config_;
     QString lastError_;
-    QString configURLOverride_;
+    QString configPathOverride_;
 };
 
 } // namespace mnemora

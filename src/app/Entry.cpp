@@ -57,7 +57,7 @@ std::optional<int> dispatch(int argc, char** argv, const std::string& executable
         return std::nullopt;
     }
     const std::vector<std::string> arguments(argv + 1, argv + argc);
-    const std::string reason = platform::replaceProcess(*target, arguments);
+    const std::string reason = replaceProcess(*target, arguments);
     std::fprintf(stderr, "Failed to exec %s: %s\n", target->c_str(), reason.c_str());
     return 127;
 }

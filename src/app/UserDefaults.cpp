@@ -13,7 +13,7 @@ UserDefaults::UserDefaults()
     : UserDefaults(bundleIdentifier()) {}
 
 UserDefaults::UserDefaults(const QString& bundleIdentifier)
-    : settings_(std::make_unique<QSettings>(platform::Paths::preferencesRoot() + QLatin1Char('/') +
+    : settings_(std::make_unique<QSettings>(Paths::preferencesRoot() + QLatin1Char('/') +
                                                 bundleIdentifier + QStringLiteral(".ini"),
                                             QSettings::IniFormat)) {}
 

@@ -16,7 +16,7 @@ QString cacheKey(const QString& vaultPath) {
 }
 
 QString sharedCacheFolder() {
-    return platform::Paths::cachesRoot() + QLatin1Char('/') + bundleIdentifier();
+    return Paths::cachesRoot() + QLatin1Char('/') + bundleIdentifier();
 }
 
 QString vaultCacheFolder(const QString& vaultPath) {
@@ -28,7 +28,7 @@ std::optional<QString> configuredVault(const QJsonObject& config) {
     if (!value.isString() || value.toString().isEmpty()) {
         return std::nullopt;
     }
-    return platform::Paths::expandTilde(value.toString());
+    return Paths::expandTilde(value.toString());
 }
 
 QString daemonCacheFolder(const QString& cacheDirOverride, const ConfigService* config) {
@@ -47,8 +47,7 @@ QString daemonLogFile(const QString& logNameSuffix) {
     const QString name = logNameSuffix.isEmpty()
                              ? QStringLiteral("daemon.log")
                              : QStringLiteral("daemon-") + logNameSuffix + QStringLiteral(".log");
-    return platform::Paths::logsRoot() + QLatin1Char('/') + bundleIdentifier() + QLatin1Char('/') +
-           name;
+    return Paths::logsRoot() + QLatin1Char('/') + bundleIdentifier() + QLatin1Char('/') + name;
 }
 
 QString vaultConfigFile(const QString& vaultPath) {

@@ -175,7 +175,7 @@ const Endpoint& routeOf(const QByteArray& method, const QString& path) {
 QCoro::Task<Answer> send(Daemon daemon, Call call) {
     Answer answer;
     answer.endpoint = &routeOf(call.method, call.path);
-    const std::optional<QUrl> base = daemon ? daemon->baseURL() : std::nullopt;
+    const std::optional<QUrl> base = daemon ? daemon->baseUrl() : std::nullopt;
     if (!base) {
         answer.noPort = true;
         co_return answer;
@@ -531,7 +531,7 @@ QCoro::Task<DaemonResult<QString>>
 transcribeFileStreaming(Daemon daemon, QString path,
                         std::function<void(const QJsonObject&)> onEvent) {
     const Endpoint* endpoint = find("POST", QStringLiteral("transcribe-file/stream"));
-    const std::optional<QUrl> base = daemon ? daemon->baseURL() : std::nullopt;
+    const std::optional<QUrl> base = daemon ? daemon->baseUrl() : std::nullopt;
     if (!base) {
         co_return DaemonResult<QString>{failureText(Answer{endpoint, true, {}}), {}};
     }

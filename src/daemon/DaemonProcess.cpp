@@ -112,9 +112,9 @@ bool DaemonProcess::childRunning() const {
 bool DaemonProcess::isRunning() const {
     switch (mode_.kind) {
     case Mode::Kind::spawnedChild:
-        return child_ != nullptr ? childRunning() : platform::Processes::isAlive(mode_.pid);
+        return child_ != nullptr ? childRunning() : Processes::isAlive(mode_.pid);
     case Mode::Kind::adopted:
-        return platform::Processes::isAlive(mode_.pid);
+        return Processes::isAlive(mode_.pid);
     case Mode::Kind::attachedExternal:
         // Not ours to probe: it counts as up while we know its port.
         return port_.has_value();
@@ -158,12 +158,12 @@ std::optional<QString> DaemonProcess::expectedVault() const {
 }
 
 std::optional<QString> DaemonProcess::resolveBinary() const {
-    return SupervisionRules::resolveBinary(platform::BundleInfo::main().folder, binaryNames(),
+    return SupervisionRules::resolveBinary(BundleInfo::main().folder, binaryNames(),
                                            qEnvironmentVariable("PATH"));
 }
 
 std::optional<QString> DaemonProcess::inAppBinary() const {
-    return SupervisionRules::findExecutable(platform::BundleInfo::main().folder, binaryNames());
+    return SupervisionRules::findExecutable(BundleInfo::main().folder, binaryNames());
 }
 
 void DaemonProcess::removePortFile() const {
@@ -296,10 +296,10 @@ QCoro::Task<bool> DaemonProcess::terminateStale(DaemonStatusResponse response) {
     const qint32 pid = response.pid;
     // The pid is the daemon's own word, and by the time of a signal it may name another program.
     const auto stillThatDaemon = [this, &response] {
-        return SupervisionRules::runsReportingDaemon(
-            platform::Processes::executableOf(response.pid), response, binaryNames());
+        return SupervisionRules::runsReportingDaemon(Processes::executableOf(response.pid),
+                                                     response, binaryNames());
     };
-    if (pid < 2 || !stillThatDaemon() || !platform::Processes::terminate(pid)) {
+    if (pid < 2 || !stillThatDaemon() || !Processes::terminate(pid)) {
         co_return false;
     }
     for (int attempt = 0; attempt < timings_.staleProbeAttempts; ++attempt) {
@@ -317,7 +317,7 @@ QCoro::Task<bool> DaemonProcess::terminateStale(DaemonStatusResponse response) {
         }
     }
     if (stillThatDaemon()) {
-        platform::Processes::forceKill(pid);
+        Processes::forceKill(pid);
     }
     co_await QCoro::sleepFor(timings_.killSettle);
     if (!self) {
@@ -511,7 +511,7 @@ QCoro::Task<> DaemonProcess::stopChild() {
             log(QStringLiteral(
                     "daemon did not exit on SIGTERM within 3s — sending SIGKILL (pid %1)")
                     .arg(pid));
-            platform::Processes::forceKill(pid);
+            Processes::forceKill(pid);
             co_await QCoro::sleepFor(timings_.killSettle);
             if (!self) {
                 co_return;
@@ -612,7 +612,7 @@ QCoro::Task<> DaemonProcess::sweepOrphans() {
     }
     for (const QString& name : names) {
         QCoro::Task<std::optional<QList<qint32>>> finding =
-            platform::Processes::matchingCommandLine(name + QStringLiteral(" daemon"));
+            Processes::matchingCommandLine(name + QStringLiteral(" daemon"));
         const std::optional<QList<qint32>> pids = co_await finding;
         if (!self) {
             co_return;
@@ -623,15 +623,15 @@ QCoro::Task<> DaemonProcess::sweepOrphans() {
             }
             // Only a daemon proven to be this vault's goes: stopping another vault's would leave
             // its supervisor respawning it, and the two would drive each other into a crash loop.
-            const SupervisionRules::ProcessFacts facts{platform::Processes::executableOf(pid),
-                                                       platform::Processes::environmentOf(pid)};
+            const SupervisionRules::ProcessFacts facts{Processes::executableOf(pid),
+                                                       Processes::environmentOf(pid)};
             if (!SupervisionRules::isOwnVaultDaemon(facts, names, ours)) {
                 log(QStringLiteral("orphan sweep leaves pid %1 alone: not proven to be this "
                                    "vault's daemon")
                         .arg(pid));
                 continue;
             }
-            platform::Processes::forceKill(pid);
+            Processes::forceKill(pid);
         }
     }
 }
@@ -686,7 +686,7 @@ std::optional<QString> DaemonProcess::evaluate(const DaemonStatus& status) {
     if (child_ != nullptr) {
         facts.childRunning = childRunning();
     }
-    facts.pidAlive = mode_.is(Mode::Kind::adopted) && platform::Processes::isAlive(mode_.pid);
+    facts.pidAlive = mode_.is(Mode::Kind::adopted) && Processes::isAlive(mode_.pid);
 
     const SupervisionRules::WatchdogVerdict verdict =
         SupervisionRules::evaluate(facts, status, watchdogCounters_, now());

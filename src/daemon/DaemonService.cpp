@@ -19,7 +19,7 @@ QString DaemonService::portFilePath() const {
     return PortFile::pathIn(VaultPaths::daemonCacheFolder(cacheDirOverride_, config_.data()));
 }
 
-std::optional<QUrl> DaemonService::baseURL() const {
+std::optional<QUrl> DaemonService::baseUrl() const {
     return DaemonHttp::baseUrl(PortFile::read(portFilePath()));
 }
 
@@ -48,7 +48,7 @@ void DaemonService::setConnection(const DaemonStatus::Connection& connection) {
 
 QCoro::Task<> DaemonService::refreshStatus() {
     QPointer<DaemonService> self(this);
-    const std::optional<QUrl> base = baseURL();
+    const std::optional<QUrl> base = baseUrl();
     if (!base) {
         // The other fields keep what the daemon last said.
         setConnection(
@@ -95,7 +95,7 @@ QCoro::Task<DaemonReply> DaemonService::request(QByteArray method, QString path,
                                                 QByteArray contentType,
                                                 std::chrono::milliseconds timeout) {
     QCoro::Task<DaemonReply> sending =
-        DaemonEndpoints::request(baseURL(), method, path, body, contentType, timeout);
+        DaemonEndpoints::request(baseUrl(), method, path, body, contentType, timeout);
     co_return co_await sending;
 }
 
@@ -107,7 +107,7 @@ QCoro::Task<DaemonReply> DaemonService::post(QString path, std::chrono::millisec
     return request("POST", std::move(path), {}, {}, timeout);
 }
 
-QCoro::Task<DaemonReply> DaemonService::postJSON(QString path, QJsonObject body,
+QCoro::Task<DaemonReply> DaemonService::postJson(QString path, QJsonObject body,
                                                  std::chrono::milliseconds timeout) {
     return request("POST", std::move(path), QJsonDocument(body).toJson(QJsonDocument::Compact),
                    "application/json", timeout);
@@ -131,10 +131,10 @@ QCoro::Task<DaemonReply> DaemonService::processStop() {
     co_return reply;
 }
 
-std::optional<QUrl> daemonBaseURL() {
+std::optional<QUrl> daemonBaseUrl() {
     QStringList candidates;
     // The primary configuration, read by itself: callers of this have no service at hand.
-    QFile file(ConfigService::primaryFileURL());
+    QFile file(ConfigService::primaryFilePath());
     if (file.open(QIODevice::ReadOnly)) {
         const QJsonDocument document = QJsonDocument::fromJson(file.readAll());
         if (const auto vault = VaultPaths::configuredVault(document.object())) {

@@ -48,7 +48,7 @@ public:
 
     QString portFilePath() const;
     // `http://127.0.0.1:{port}` from the port file as it is now; absent without a usable port.
-    std::optional<QUrl> baseURL() const;
+    std::optional<QUrl> baseUrl() const;
 
     // Starts polling: the first poll at once, then one every interval. Replaces an earlier loop.
     void start();
@@ -65,7 +65,7 @@ public:
     QCoro::Task<DaemonReply> post(QString path,
                                   std::chrono::milliseconds timeout = DaemonHttp::defaultTimeout);
     QCoro::Task<DaemonReply>
-    postJSON(QString path, QJsonObject body,
+    postJson(QString path, QJsonObject body,
              std::chrono::milliseconds timeout = DaemonHttp::defaultTimeout);
 
     // Asks the daemon to start or stop processing, then polls so the displays follow at once.
@@ -92,6 +92,6 @@ private:
 
 // The daemon's base URL for code with no client at hand: the primary configuration's vault's
 // port file, then the shared one, the first holding a port from 1 to 65535.
-std::optional<QUrl> daemonBaseURL();
+std::optional<QUrl> daemonBaseUrl();
 
 } // namespace mnemora

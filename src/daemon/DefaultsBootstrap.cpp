@@ -35,13 +35,13 @@ QCoro::Task<Outcome> run(QPointer<ConfigService> config) {
         co_return Outcome::alreadyApplied;
     }
 
-    const qint64 ramGb = static_cast<qint64>(platform::SystemInfo::physicalMemoryBytes() >> 30);
-    const QString arch = platform::SystemInfo::machineArchitecture();
+    const qint64 ramGb = static_cast<qint64>(SystemInfo::physicalMemoryBytes() >> 30);
+    const QString arch = SystemInfo::machineArchitecture();
     log(QStringLiteral("Bootstrapping defaults for %1 GB / %2").arg(ramGb).arg(arch));
 
     // The port file beside the configuration, not the cache folder's.
     const std::optional<int> port =
-        PortFile::read(PortFile::pathIn(QFileInfo(config->fileURL()).absolutePath()));
+        PortFile::read(PortFile::pathIn(QFileInfo(config->filePath()).absolutePath()));
     if (!port) {
         log(QStringLiteral("Daemon port file unreadable — skipping defaults bootstrap"));
         co_return Outcome::portUnreadable;

@@ -88,7 +88,7 @@ QCoro::Task<> PowerMonitor::refresh(QString reason) {
 
 QCoro::Task<> PowerMonitor::push() {
     QPointer<PowerMonitor> self(this);
-    const std::optional<QUrl> base = daemon_ ? daemon_->baseURL() : std::nullopt;
+    const std::optional<QUrl> base = daemon_ ? daemon_->baseUrl() : std::nullopt;
     if (!base) {
         say(QStringLiteral("No daemon baseURL yet — skipping power-state push"));
         co_return;

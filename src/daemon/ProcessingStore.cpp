@@ -4,9 +4,9 @@
 
 #include <QCoroTimer>
 
+#include "app/JsonRead.h"
 #include "daemon/DaemonEndpoints.h"
 #include "daemon/DaemonService.h"
-#include "app/JsonRead.h"
 
 namespace mnemora {
 
@@ -115,7 +115,7 @@ QCoro::Task<> ProcessingStore::streamPass(QPointer<ProcessingStore> self, Cancel
     if (!self || token.isCancelled() || !self->daemon_) {
         co_return;
     }
-    const std::optional<QUrl> base = self->daemon_->baseURL();
+    const std::optional<QUrl> base = self->daemon_->baseUrl();
     if (!base) {
         co_return; // the loop waits and looks for a port again
     }

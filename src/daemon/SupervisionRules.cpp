@@ -160,7 +160,7 @@ bool comesFromBundle(const std::optional<QString>& binaryPath) {
     if (!binaryPath || binaryPath->isEmpty()) {
         return false;
     }
-    return platform::BundleInfo::isBundleFolder(QFileInfo(*binaryPath).absolutePath());
+    return BundleInfo::isBundleFolder(QFileInfo(*binaryPath).absolutePath());
 }
 
 bool isOwnVaultDaemon(const ProcessFacts& process, const QStringList& names,

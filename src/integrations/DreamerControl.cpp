@@ -14,7 +14,7 @@ Expected<void> asExpected(const DaemonAction& action) {
 
 DreamerControl::DreamerControl(QObject* parent)
     : QObject(parent)
-    , terminal_(new platform::TerminalLauncher(this)) {}
+    , terminal_(new TerminalLauncher(this)) {}
 
 QCoro::Task<> DreamerControl::refresh() {
     QPointer<DreamerControl> self(this);
@@ -60,12 +60,12 @@ QCoro::Task<Expected<void>> DreamerControl::stop(QString name) {
 }
 
 QCoro::Task<Expected<void>> DreamerControl::attach(QString name) {
-    QPointer<platform::TerminalLauncher> terminal = terminal_;
+    QPointer<TerminalLauncher> terminal = terminal_;
     if (!terminal) {
         co_return fail(QStringLiteral("Could not open a terminal."));
     }
-    QCoro::Task<platform::TerminalLauncher::Result> opening = terminal->openTmuxSession(name);
-    const platform::TerminalLauncher::Result result = co_await opening;
+    QCoro::Task<TerminalLauncher::Result> opening = terminal->openTmuxSession(name);
+    const TerminalLauncher::Result result = co_await opening;
     co_return result ? Expected<void>(fail(result->text())) : Expected<void>();
 }
 

@@ -22,8 +22,8 @@ public:
     explicit DreamerControl(QObject* parent = nullptr);
 
     void setDaemon(DaemonService* daemon) { daemon_ = daemon; }
-    platform::TerminalLauncher& terminal() const { return *terminal_; }
-    void setTerminal(platform::TerminalLauncher* terminal) { terminal_ = terminal; }
+    TerminalLauncher& terminal() const { return *terminal_; }
+    void setTerminal(TerminalLauncher* terminal) { terminal_ = terminal; }
 
     const QStringList& liveSessions() const { return liveSessions_; }
     // Cadences whose trigger was pressed and not yet answered: their chips spin.
@@ -45,7 +45,7 @@ signals:
 
 private:
     QPointer<DaemonService> daemon_;
-    QPointer<platform::TerminalLauncher> terminal_;
+    QPointer<TerminalLauncher> terminal_;
     QStringList liveSessions_;
     QSet<QString> triggering_;
 };

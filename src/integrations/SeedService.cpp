@@ -14,23 +14,23 @@ namespace mnemora {
 SeedService::SeedService(QString kindFolder, QObject* parent)
     : QObject(parent)
     , kindFolder_(std::move(kindFolder))
-    , terminal_(new platform::TerminalLauncher(this)) {}
+    , terminal_(new TerminalLauncher(this)) {}
 
 SeedService::~SeedService() = default;
 
-void SeedService::setTerminal(platform::TerminalLauncher* terminal) {
+void SeedService::setTerminal(TerminalLauncher* terminal) {
     terminal_ = terminal;
 }
 
 QString SeedService::resourcesFolder() const {
-    return resourcesFolder_.value_or(platform::BundleInfo::main().resourcesFolder());
+    return resourcesFolder_.value_or(BundleInfo::main().resourcesFolder());
 }
 
 QString SeedService::dataFolder() const {
     if (config_) {
         return config_->vaultRoot();
     }
-    return platform::Paths::home() + QLatin1Char('/') + appDisplayName();
+    return Paths::home() + QLatin1Char('/') + appDisplayName();
 }
 
 QString SeedService::emptyTitle() const {
@@ -91,13 +91,13 @@ QCoro::Task<Expected<void>> SeedService::openSession(std::optional<QString> prim
     if (!QDir().mkpath(folder)) {
         co_return fail(QStringLiteral("Could not create the data folder %1.").arg(folder));
     }
-    QPointer<platform::TerminalLauncher> terminal = terminal_;
+    QPointer<TerminalLauncher> terminal = terminal_;
     if (!terminal) {
         co_return fail(QStringLiteral("Could not open a terminal."));
     }
-    QCoro::Task<platform::TerminalLauncher::Result> running =
+    QCoro::Task<TerminalLauncher::Result> running =
         terminal->runCommand(SeedTemplates::claudeLine(folder, primer));
-    const platform::TerminalLauncher::Result result = co_await running;
+    const TerminalLauncher::Result result = co_await running;
     if (result) {
         co_return fail(result->text());
     }

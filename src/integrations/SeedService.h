@@ -41,8 +41,8 @@ public:
     ConfigService* config() const { return config_; }
     void setConfig(ConfigService* config) { config_ = config; }
     // The terminal sessions open in; the service's own unless another is set.
-    platform::TerminalLauncher& terminal() const { return *terminal_; }
-    void setTerminal(platform::TerminalLauncher* terminal);
+    TerminalLauncher& terminal() const { return *terminal_; }
+    void setTerminal(TerminalLauncher* terminal);
     // Where the bundle's resources are; the running bundle's unless set.
     QString resourcesFolder() const;
     void setResourcesFolder(const QString& folder) { resourcesFolder_ = folder; }
@@ -84,7 +84,7 @@ private:
 
     QString kindFolder_;
     QPointer<ConfigService> config_;
-    QPointer<platform::TerminalLauncher> terminal_;
+    QPointer<TerminalLauncher> terminal_;
     std::optional<QString> resourcesFolder_;
     std::optional<QString> lastError_;
 };

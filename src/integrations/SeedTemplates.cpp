@@ -89,10 +89,10 @@ QString primer(const QString& text) {
 }
 
 QString claudeLine(const QString& folder, const std::optional<QString>& primer) {
-    QString line = QStringLiteral("cd ") + platform::TerminalLauncher::shellQuoted(folder) +
+    QString line = QStringLiteral("cd ") + TerminalLauncher::shellQuoted(folder) +
                    QStringLiteral(" && claude");
     if (primer) {
-        line += QLatin1Char(' ') + platform::TerminalLauncher::shellQuoted(*primer);
+        line += QLatin1Char(' ') + TerminalLauncher::shellQuoted(*primer);
     }
     return line;
 }

@@ -155,7 +155,7 @@ bool MigrationService::outcomeShown() const {
 
 QCoro::Task<> MigrationService::refreshStatus() {
     QPointer<MigrationService> self(this);
-    if (!daemon_ || !daemon_->baseURL()) {
+    if (!daemon_ || !daemon_->baseUrl()) {
         setLastError(unreachable);
         co_return;
     }
@@ -218,7 +218,7 @@ QCoro::Task<> MigrationService::runFollowUp(Job job) {
 QCoro::Task<> MigrationService::run(QString event, QString startingMessage,
                                     std::function<QCoro::Task<DaemonAction>()> send) {
     QPointer<MigrationService> self(this);
-    const std::optional<QUrl> base = daemon_ ? daemon_->baseURL() : std::nullopt;
+    const std::optional<QUrl> base = daemon_ ? daemon_->baseUrl() : std::nullopt;
     if (!base) {
         setPhase({Phase::Kind::failed, {}, unreachable});
         co_return;

@@ -10,7 +10,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace mnemora::platform {
+namespace mnemora {
 
 namespace {
 
@@ -98,4 +98,4 @@ std::optional<QString> writeFileAtomically(const QString& path, const QByteArray
     return std::nullopt;
 }
 
-} // namespace mnemora::platform
+} // namespace mnemora

@@ -5,7 +5,7 @@
 
 #include <optional>
 
-namespace mnemora::platform {
+namespace mnemora {
 
 // What a write does with a file that exists but may not be written to.
 enum class ReadOnlyFile {
@@ -20,4 +20,4 @@ enum class ReadOnlyFile {
 std::optional<QString> writeFileAtomically(const QString& path, const QByteArray& bytes,
                                            ReadOnlyFile readOnly = ReadOnlyFile::refuse);
 
-} // namespace mnemora::platform
+} // namespace mnemora

@@ -9,7 +9,7 @@
 #include <climits>
 #include <unistd.h>
 
-namespace mnemora::platform {
+namespace mnemora {
 
 namespace {
 
@@ -76,4 +76,4 @@ void BundleInfo::overrideMainForTesting(std::optional<BundleInfo> info) {
     testOverride() = std::move(info);
 }
 
-} // namespace mnemora::platform
+} // namespace mnemora

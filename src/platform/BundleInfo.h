@@ -4,7 +4,7 @@
 
 #include <optional>
 
-namespace mnemora::platform {
+namespace mnemora {
 
 // The Info values of the application bundle: the folder that holds the executable, with an
 // Info.json beside it and resources under Resources/. An empty value means the key is absent.
@@ -36,4 +36,4 @@ struct BundleInfo {
     static void overrideMainForTesting(std::optional<BundleInfo> info);
 };
 
-} // namespace mnemora::platform
+} // namespace mnemora

@@ -8,7 +8,7 @@
 #include <QProcess>
 #include <QUrl>
 
-namespace mnemora::platform::FileReveal {
+namespace mnemora::FileReveal {
 
 namespace {
 
@@ -39,4 +39,4 @@ void reveal(const QString& path) {
                      });
 }
 
-} // namespace mnemora::platform::FileReveal
+} // namespace mnemora::FileReveal

@@ -2,11 +2,11 @@
 
 #include <QString>
 
-namespace mnemora::platform::FileReveal {
+namespace mnemora::FileReveal {
 
 // Shows a file in the desktop's file manager with the file selected, through the freedesktop
 // file manager service; a desktop without one gets the file's folder opened by `xdg-open`.
 // Returns at once; the file manager comes up on its own.
 void reveal(const QString& path);
 
-} // namespace mnemora::platform::FileReveal
+} // namespace mnemora::FileReveal

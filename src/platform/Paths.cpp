@@ -6,7 +6,7 @@
 #include <pwd.h>
 #include <unistd.h>
 
-namespace mnemora::platform::Paths {
+namespace mnemora::Paths {
 
 namespace {
 
@@ -66,4 +66,4 @@ QString expandTilde(const QString& path) {
     return path;
 }
 
-} // namespace mnemora::platform::Paths
+} // namespace mnemora::Paths

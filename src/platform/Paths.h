@@ -2,7 +2,7 @@
 
 #include <QString>
 
-namespace mnemora::platform {
+namespace mnemora {
 
 // Where the product keeps its files on this machine. The layout below each root is the same on
 // every platform; only the roots differ. Every read goes to the environment afresh so that tests
@@ -29,4 +29,4 @@ QString expandTilde(const QString& path);
 
 } // namespace Paths
 
-} // namespace mnemora::platform
+} // namespace mnemora

@@ -4,7 +4,7 @@
 #include <cstring>
 #include <unistd.h>
 
-namespace mnemora::platform {
+namespace mnemora {
 
 std::string replaceProcess(const std::string& path, const std::vector<std::string>& arguments) {
     std::vector<char*> argv;
@@ -18,4 +18,4 @@ std::string replaceProcess(const std::string& path, const std::vector<std::strin
     return std::strerror(errno);
 }
 
-} // namespace mnemora::platform
+} // namespace mnemora

@@ -13,7 +13,7 @@
 #include <sys/types.h>
 #include <unistd.h>
 
-namespace mnemora::platform::Processes {
+namespace mnemora::Processes {
 
 namespace {
 
@@ -132,4 +132,4 @@ QCoro::Task<std::optional<QList<qint32>>> matchingCommandLine(QString pattern) {
     co_return parsePidList(process->readAllStandardOutput());
 }
 
-} // namespace mnemora::platform::Processes
+} // namespace mnemora::Processes

@@ -9,7 +9,7 @@
 
 #include <optional>
 
-namespace mnemora::platform::Processes {
+namespace mnemora::Processes {
 
 // Whether a process with this id exists and may be signalled by us (`kill(pid, 0)`).
 bool isAlive(qint32 pid);
@@ -35,4 +35,4 @@ std::optional<QString> executableOf(qint32 pid);
 // look at.
 std::optional<QHash<QString, QString>> environmentOf(qint32 pid);
 
-} // namespace mnemora::platform::Processes
+} // namespace mnemora::Processes

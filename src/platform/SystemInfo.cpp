@@ -3,7 +3,7 @@
 #include <sys/utsname.h>
 #include <unistd.h>
 
-namespace mnemora::platform::SystemInfo {
+namespace mnemora::SystemInfo {
 
 std::uint64_t physicalMemoryBytes() {
     const long pages = ::sysconf(_SC_PHYS_PAGES);
@@ -22,4 +22,4 @@ QString machineArchitecture() {
     return QString::fromLatin1(name.machine);
 }
 
-} // namespace mnemora::platform::SystemInfo
+} // namespace mnemora::SystemInfo

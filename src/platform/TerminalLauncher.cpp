@@ -7,7 +7,7 @@
 
 #include <QCoroProcess>
 
-namespace mnemora::platform {
+namespace mnemora {
 
 TerminalLauncher::LaunchError TerminalLauncher::LaunchError::spawnFailed(const QString& message) {
     return {Kind::spawnFailed, message, 0, {}};
@@ -113,4 +113,4 @@ QCoro::Task<TerminalLauncher::Result> TerminalLauncher::runCommand(QString line)
     co_return LaunchError::nonZeroExit(code, said);
 }
 
-} // namespace mnemora::platform
+} // namespace mnemora

@@ -9,7 +9,7 @@
 #include <chrono>
 #include <optional>
 
-namespace mnemora::platform {
+namespace mnemora {
 
 // Opens a terminal window for the steps only the user can take: joining an agent's tmux session,
 // starting a primed Claude Code session, pasting an install command. The terminal is `$TERMINAL`,
@@ -67,4 +67,4 @@ private:
     std::chrono::milliseconds waitWindow_ = defaultWaitWindow;
 };
 
-} // namespace mnemora::platform
+} // namespace mnemora

@@ -6,7 +6,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-namespace mnemora::platform {
+namespace mnemora {
 
 namespace {
 
@@ -50,4 +50,4 @@ void TerminationSignals::drain() {
     }
 }
 
-} // namespace mnemora::platform
+} // namespace mnemora

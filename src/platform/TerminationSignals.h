@@ -4,7 +4,7 @@
 
 class QSocketNotifier;
 
-namespace mnemora::platform {
+namespace mnemora {
 
 // Turns SIGTERM and SIGINT into a Qt signal on the main thread, so that a session manager's
 // request to end (or Ctrl-C) quits through the application's ordinary termination order.
@@ -27,4 +27,4 @@ private:
     QSocketNotifier* notifier_ = nullptr;
 };
 
-} // namespace mnemora::platform
+} // namespace mnemora

@@ -10,8 +10,6 @@
 
 namespace mnemora {
 
-using platform::TerminalLauncher;
-
 namespace {
 
 const QString kMarker = QStringLiteral("---");
@@ -181,8 +179,7 @@ QuestionService::Outcome QuestionService::rewrite(const QString& path, const Rew
         (kMarker + lineEnd + frontmatter + lineEnd + kMarker + lineEnd + body).toUtf8();
     // A question file that turned read-only (a copy from read-only media, a sync tool) is still
     // answered: the folder lets us put the new file in its place, and it keeps the old mode.
-    if (std::optional<QString> failure =
-            platform::writeFileAtomically(path, bytes, platform::ReadOnlyFile::replace)) {
+    if (std::optional<QString> failure = writeFileAtomically(path, bytes, ReadOnlyFile::replace)) {
         return QuestionError{QuestionError::Kind::writeFailed, *failure};
     }
     return std::nullopt;

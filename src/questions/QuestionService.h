@@ -54,8 +54,8 @@ public:
     void setClock(Clock clock) { clock_ = std::move(clock); }
 
     // The launcher `joinSession` opens terminals with: our own unless one is set (not owned).
-    platform::TerminalLauncher* launcher() const { return launcher_; }
-    void setLauncher(platform::TerminalLauncher* launcher) { launcher_ = launcher; }
+    TerminalLauncher* launcher() const { return launcher_; }
+    void setLauncher(TerminalLauncher* launcher) { launcher_ = launcher; }
 
     // A frontmatter value of a question file; none when the file, its frontmatter or the key is
     // missing or the value is empty.
@@ -80,8 +80,7 @@ public:
 
     // Opens a terminal on the session that asked: the newest live tmux session of the asking
     // dreamer, else a fresh Claude Code session primed with the question.
-    QCoro::Task<platform::TerminalLauncher::Result> joinSession(Question question,
-                                                                QStringList liveSessions);
+    QCoro::Task<TerminalLauncher::Result> joinSession(Question question, QStringList liveSessions);
 
     // The text a fresh Claude Code session starts with.
     static QString primer(const Question& question);
@@ -106,7 +105,7 @@ private:
 
     QString lastError_;
     Clock clock_;
-    QPointer<platform::TerminalLauncher> launcher_;
+    QPointer<TerminalLauncher> launcher_;
 };
 
 } // namespace mnemora

@@ -142,8 +142,8 @@ bool writeDemoConfiguration(const QString& slug, const QString& displayName, con
         {"cloud_sources", QJsonArray{source}},
         {"features", ConfigService::defaultFeatures(brand(), assets)},
     };
-    if (const auto failure = platform::writeFileAtomically(
-            path, QJsonDocument(config).toJson(QJsonDocument::Indented))) {
+    if (const auto failure =
+            writeFileAtomically(path, QJsonDocument(config).toJson(QJsonDocument::Indented))) {
         *error = *failure;
         return false;
     }
@@ -153,13 +153,13 @@ bool writeDemoConfiguration(const QString& slug, const QString& displayName, con
 } // namespace
 
 QString datasetFolder(const QString& slug) {
-    return platform::Paths::applicationSupportRoot() + QLatin1Char('/') + bundleIdentifier() +
+    return Paths::applicationSupportRoot() + QLatin1Char('/') + bundleIdentifier() +
            QStringLiteral("/DemoCache/") + slug;
 }
 
 Result make(const QString& slug, const QString& displayName) {
     const QString vault =
-        platform::Paths::home() + QLatin1Char('/') + appDisplayName() + QStringLiteral(" Demo");
+        Paths::home() + QLatin1Char('/') + appDisplayName() + QStringLiteral(" Demo");
     for (const char* folder : VaultPaths::kFolders) {
         const QString path = vault + QLatin1Char('/') + QLatin1String(folder);
         if (!QDir().mkpath(path)) {

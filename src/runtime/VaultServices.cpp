@@ -28,7 +28,7 @@ VaultServices::VaultServices(const std::optional<QString>& vaultRoot, QObject* p
     config_ = new ConfigService(this);
     const QString cacheFolder = vaultRoot ? VaultPaths::vaultCacheFolder(*vaultRoot) : QString();
     if (vaultRoot) {
-        config_->setConfigURLOverride(VaultPaths::vaultConfigFile(*vaultRoot));
+        config_->setConfigPathOverride(VaultPaths::vaultConfigFile(*vaultRoot));
     }
     database_ = new DatabaseService(this);
     daemon_ = new DaemonService(this);
@@ -37,7 +37,7 @@ VaultServices::VaultServices(const std::optional<QString>& vaultRoot, QObject* p
         database_->setCacheDirOverride(cacheFolder);
         daemon_->setCacheDirOverride(cacheFolder);
         daemonProcess_->setCacheDirOverride(cacheFolder);
-        daemonProcess_->setConfigDirOverride(QFileInfo(config_->fileURL()).absolutePath());
+        daemonProcess_->setConfigDirOverride(QFileInfo(config_->filePath()).absolutePath());
         daemonProcess_->setLogNameSuffix(QFileInfo(cacheFolder).fileName());
     }
     appState_ = new AppStateStore(this);

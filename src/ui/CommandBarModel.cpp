@@ -106,9 +106,9 @@ QCoro::Task<> CommandBarModel::runCommand(Command command) {
         co_return;
     }
     if (const auto* join = std::get_if<Command::JoinSession>(&command.action)) {
-        QCoro::Task<platform::TerminalLauncher::Result> joining =
+        QCoro::Task<TerminalLauncher::Result> joining =
             services_.questions->joinSession(join->question, liveSessions_);
-        const platform::TerminalLauncher::Result result = co_await joining;
+        const TerminalLauncher::Result result = co_await joining;
         if (!self) {
             co_return;
         }

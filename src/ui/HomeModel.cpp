@@ -116,9 +116,9 @@ QCoro::Task<> HomeModel::joinSession(QString slug) {
     if (!self) {
         co_return;
     }
-    QCoro::Task<platform::TerminalLauncher::Result> joining =
+    QCoro::Task<TerminalLauncher::Result> joining =
         services().questions->joinSession(*question, live ? live->sessions : QStringList());
-    const platform::TerminalLauncher::Result result = co_await joining;
+    const TerminalLauncher::Result result = co_await joining;
     if (!self) {
         co_return;
     }

@@ -127,7 +127,7 @@ void TrayItem::addDaemonSection() {
     }
     const QString log = process->logFilePath();
     menu_->addAction(MenuBarStatus::revealLogTitle(primary_.name), this,
-                     [log] { platform::FileReveal::reveal(log); });
+                     [log] { FileReveal::reveal(log); });
 }
 
 void TrayItem::addVaultRows() {

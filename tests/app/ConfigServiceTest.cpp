@@ -26,7 +26,7 @@ struct ConfigFixture : ::testing::Test {
     ConfigService config;
 
     void store(const QByteArray& json) {
-        TestEnvironment::writeFile(config.fileURL(), json);
+        TestEnvironment::writeFile(config.filePath(), json);
         config.load();
         ASSERT_TRUE(config.lastError().isEmpty()) << config.lastError().toStdString();
     }
@@ -35,27 +35,27 @@ struct ConfigFixture : ::testing::Test {
 } // namespace
 
 TEST_F(ConfigFixture, LivesUnderApplicationSupportByDisplayNameWithoutSpaces) {
-    EXPECT_EQ(config.fileURL(), env.dataHome() + "/TalloBooks/config.json");
-    config.setConfigURLOverride(env.root() + "/vault/.mnemora/config.json");
-    EXPECT_EQ(config.fileURL(), env.root() + "/vault/.mnemora/config.json");
+    EXPECT_EQ(config.filePath(), env.dataHome() + "/TalloBooks/config.json");
+    config.setConfigPathOverride(env.root() + "/vault/.mnemora/config.json");
+    EXPECT_EQ(config.filePath(), env.root() + "/vault/.mnemora/config.json");
 }
 
 TEST_F(ConfigFixture, LoadFailuresKeepTheOldConfigurationAndSayWhy) {
     store(R"({"whisper_model": "small"})");
 
-    TestEnvironment::writeFile(config.fileURL(), "{broken");
+    TestEnvironment::writeFile(config.filePath(), "{broken");
     config.load();
     EXPECT_TRUE(config.lastError().startsWith("Config not loaded: "))
         << config.lastError().toStdString();
     EXPECT_EQ(config.whisperModel(), "small");
 
     // Valid JSON that is not an object changes nothing at all, not even the error.
-    TestEnvironment::writeFile(config.fileURL(), "[1, 2]");
+    TestEnvironment::writeFile(config.filePath(), "[1, 2]");
     config.load();
     EXPECT_TRUE(config.lastError().startsWith("Config not loaded: "));
     EXPECT_EQ(config.whisperModel(), "small");
 
-    QFile::remove(config.fileURL());
+    QFile::remove(config.filePath());
     config.load();
     EXPECT_TRUE(config.lastError().startsWith("Config not loaded: "));
 
@@ -66,15 +66,15 @@ TEST_F(ConfigFixture, LoadFailuresKeepTheOldConfigurationAndSayWhy) {
 TEST_F(ConfigFixture, WriteMergesIntoTheFileOnDiskNotIntoStaleMemory) {
     store(R"({"a": 1, "b": 2})");
     // Another writer (the daemon) changes the file behind our back.
-    TestEnvironment::writeFile(config.fileURL(), R"({"a": 1, "b": 2, "daemon_key": "x"})");
+    TestEnvironment::writeFile(config.filePath(), R"({"a": 1, "b": 2, "daemon_key": "x"})");
 
     ASSERT_TRUE(config.write({{"b", std::nullopt}, {"c", QJsonValue(true)}}));
-    const QJsonObject onDisk = fileObject(config.fileURL());
+    const QJsonObject onDisk = fileObject(config.filePath());
     EXPECT_EQ(onDisk, (QJsonObject{{"a", 1}, {"c", true}, {"daemon_key", "x"}}));
     EXPECT_EQ(config.config(), onDisk);
 
     // Pretty-printed with sorted keys.
-    const QByteArray text = TestEnvironment::readFile(config.fileURL());
+    const QByteArray text = TestEnvironment::readFile(config.filePath());
     EXPECT_LT(text.indexOf("\"a\""), text.indexOf("\"c\""));
     EXPECT_LT(text.indexOf("\"c\""), text.indexOf("\"daemon_key\""));
     EXPECT_TRUE(text.contains("\n    \"a\": 1"));
@@ -82,20 +82,20 @@ TEST_F(ConfigFixture, WriteMergesIntoTheFileOnDiskNotIntoStaleMemory) {
 
 TEST_F(ConfigFixture, AWriteKeepsAFileThatDoesNotParseBesideItselfBeforeReplacingIt) {
     EXPECT_TRUE(config.write({{"x", QJsonValue(1)}}));
-    EXPECT_EQ(fileObject(config.fileURL()), (QJsonObject{{"x", 1}}));
+    EXPECT_EQ(fileObject(config.filePath()), (QJsonObject{{"x", 1}}));
 
     // Hand-editing slips: a trailing comma, then JSON that is no object.
     const QByteArray slips[] = {"{\"mnemora_path\": \"~/Books\", \"identities\": [],}\n",
                                 "[\"mnemora_path\"]"};
-    const QDir folder = QFileInfo(config.fileURL()).dir();
+    const QDir folder = QFileInfo(config.filePath()).dir();
     QStringList logged;
     for (const QByteArray& slip : slips) {
-        TestEnvironment::writeFile(config.fileURL(), slip);
+        TestEnvironment::writeFile(config.filePath(), slip);
         test::StdoutCapture output;
         EXPECT_TRUE(config.write({{"y", QJsonValue(2)}}));
         logged << output.linesStartingWith("[ConfigService] ");
     }
-    EXPECT_EQ(fileObject(config.fileURL()), (QJsonObject{{"y", 2}}));
+    EXPECT_EQ(fileObject(config.filePath()), (QJsonObject{{"y", 2}}));
 
     const QStringList kept = folder.entryList({"config.json.broken-*"}, QDir::Files, QDir::Name);
     ASSERT_EQ(kept.size(), 2) << folder.entryList().join(' ').toStdString();
@@ -115,7 +115,7 @@ TEST_F(ConfigFixture, AWriteKeepsAFileThatDoesNotParseBesideItselfBeforeReplacin
 
     // A file that parses, or none at all, is replaced without a copy.
     EXPECT_TRUE(config.write({{"z", QJsonValue(3)}}));
-    QFile::remove(config.fileURL());
+    QFile::remove(config.filePath());
     EXPECT_TRUE(config.write({{"z", QJsonValue(3)}}));
     EXPECT_EQ(folder.entryList({"config.json*"}, QDir::Files).size(), 3);
 }
@@ -124,7 +124,7 @@ TEST_F(ConfigFixture, FailedWriteLeavesMemoryAloneAndSetsTheError) {
     store(R"({"keep": true})");
     // A plain file where the folder should be makes the write impossible.
     TestEnvironment::writeFile(env.root() + "/blocked", "file");
-    config.setConfigURLOverride(env.root() + "/blocked/.mnemora/config.json");
+    config.setConfigPathOverride(env.root() + "/blocked/.mnemora/config.json");
     EXPECT_FALSE(config.write({{"x", QJsonValue(1)}}));
     EXPECT_TRUE(config.lastError().startsWith("Config write failed: "))
         << config.lastError().toStdString();
@@ -259,12 +259,12 @@ TEST_F(ConfigFixture, CompleteStoredFeaturesAreReturnedAsTheyStand) {
 
 TEST_F(ConfigFixture, SettingAFeatureOrPolicyKeepsTheOtherEntriesOnDisk) {
     store(R"({"features": {"capture_photos": true}, "processing_policy": {"triage": "never"}})");
-    TestEnvironment::writeFile(config.fileURL(),
+    TestEnvironment::writeFile(config.filePath(),
                                R"({"features": {"capture_photos": true, "claude_code": false},
                                    "processing_policy": {"triage": "never", "llm_dreamer": 5}})");
     ASSERT_TRUE(config.setFeature("capture_videos", true));
     ASSERT_TRUE(config.setProcessingPolicy("vlm_captioning", "always"));
-    const QJsonObject onDisk = fileObject(config.fileURL());
+    const QJsonObject onDisk = fileObject(config.filePath());
     EXPECT_EQ(
         onDisk["features"].toObject(),
         (QJsonObject{{"capture_photos", true}, {"claude_code", false}, {"capture_videos", true}}));

@@ -63,7 +63,7 @@ TEST_F(DaemonSpawn, SpawnsOurDaemonWithItsEnvironmentAndAppendsItsOutputToTheLog
     EXPECT_EQ(daemon.mode(), DaemonMode::notStarted());
     EXPECT_EQ(daemon.port(), std::nullopt);
     EXPECT_FALSE(QFile::exists(portFile));
-    EXPECT_FALSE(platform::Processes::isAlive(pid));
+    EXPECT_FALSE(Processes::isAlive(pid));
     EXPECT_FALSE(daemon.isRunning());
 
     // A second run adds to the same log.
@@ -330,7 +330,7 @@ TEST_F(DaemonAdoption, ADaemonAnsweringSlowlyIsWaitedForRatherThanDoubled) {
 
 TEST_F(DaemonAdoption, ADaemonServingAnotherVaultLeadsToASpawn) {
     const QString vault = env->root() + QStringLiteral("/Vaults/Mine");
-    TestEnvironment::writeFile(ConfigService::primaryFileURL(),
+    TestEnvironment::writeFile(ConfigService::primaryFilePath(),
                                QStringLiteral(R"({"mnemora_path": "%1/"})").arg(vault).toUtf8());
     ConfigService config;
     config.load();
@@ -371,7 +371,7 @@ TEST_F(DaemonStopping, BlockingStopEndsOurChildAndClosesTheLog) {
     StdoutCapture output;
     daemon.stopBlocking();
     EXPECT_FALSE(daemon.childRunning());
-    EXPECT_FALSE(platform::Processes::isAlive(pid));
+    EXPECT_FALSE(Processes::isAlive(pid));
     runFor(50ms);
     // Our own stop is no crash: nothing is respawned.
     EXPECT_TRUE(output.linesStartingWith(QStringLiteral("[DaemonProcess]")).isEmpty());
@@ -393,7 +393,7 @@ TEST_F(DaemonStopping, AChildIgnoringSigtermIsKilledAfterThePolls) {
                                          "3s — sending SIGKILL (pid %1)")
                               .arg(pid)});
     EXPECT_EQ(daemon.mode(), DaemonMode::notStarted());
-    EXPECT_TRUE(waitUntil([&] { return !platform::Processes::isAlive(pid); }));
+    EXPECT_TRUE(waitUntil([&] { return !Processes::isAlive(pid); }));
 }
 
 TEST_F(DaemonStopping, ABlockingStopKillsAChildIgnoringSigtermAfterItsLimit) {
@@ -413,7 +413,7 @@ TEST_F(DaemonStopping, ABlockingStopKillsAChildIgnoringSigtermAfterItsLimit) {
         output.linesStartingWith(QStringLiteral("[DaemonProcess]")),
         QStringList{QStringLiteral("[DaemonProcess] daemon did not stop within 10 s — killed")});
     EXPECT_FALSE(daemon.childRunning());
-    EXPECT_FALSE(platform::Processes::isAlive(pid));
+    EXPECT_FALSE(Processes::isAlive(pid));
 }
 
 TEST_F(DaemonStopping, RestartSweepsOnlyOrphansProvenToBeThisVaults) {

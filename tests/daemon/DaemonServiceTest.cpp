@@ -26,12 +26,12 @@ using Connection = DaemonStatus::Connection;
 class DaemonServiceTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        platform::BundleInfo::overrideMainForTesting(
-            platform::BundleInfo{QString(), QStringLiteral("ai.mnemora"), {}, {}});
+        BundleInfo::overrideMainForTesting(
+            BundleInfo{QString(), QStringLiteral("ai.mnemora"), {}, {}});
         portFile = VaultPaths::sharedCacheFolder() + QStringLiteral("/daemon.port");
         service.setTimings({20ms, 1s});
     }
-    void TearDown() override { platform::BundleInfo::overrideMainForTesting(std::nullopt); }
+    void TearDown() override { BundleInfo::overrideMainForTesting(std::nullopt); }
 
     void pointAt(const HttpServer& server) const {
         TestEnvironment::writeFile(portFile, QByteArray::number(server.port()) + '\n');
@@ -52,17 +52,17 @@ protected:
 };
 
 TEST_F(DaemonServiceTest, ReadsThePortFileAfreshAtEveryCall) {
-    EXPECT_EQ(service.baseURL(), std::nullopt);
+    EXPECT_EQ(service.baseUrl(), std::nullopt);
     TestEnvironment::writeFile(portFile, "+8123\n");
-    EXPECT_EQ(service.baseURL(), QUrl(QStringLiteral("http://127.0.0.1:8123")));
+    EXPECT_EQ(service.baseUrl(), QUrl(QStringLiteral("http://127.0.0.1:8123")));
     for (const QByteArray& unusable : {QByteArray("8123x"), QByteArray("0"), QByteArray("70000"),
                                        QByteArray("-80"), QByteArray("")}) {
         TestEnvironment::writeFile(portFile, unusable);
-        EXPECT_EQ(service.baseURL(), std::nullopt) << unusable.constData();
+        EXPECT_EQ(service.baseUrl(), std::nullopt) << unusable.constData();
     }
 
     // A configured vault has its own cache folder; an override wins over both.
-    TestEnvironment::writeFile(ConfigService::primaryFileURL(),
+    TestEnvironment::writeFile(ConfigService::primaryFilePath(),
                                R"({"mnemora_path": "~/My Vault/"})");
     ConfigService config;
     config.load();
@@ -72,10 +72,10 @@ TEST_F(DaemonServiceTest, ReadsThePortFileAfreshAtEveryCall) {
                               QStringLiteral("/daemon.port");
     EXPECT_EQ(service.portFilePath(), vaultPort);
     TestEnvironment::writeFile(vaultPort, "9001");
-    EXPECT_EQ(service.baseURL(), QUrl(QStringLiteral("http://127.0.0.1:9001")));
+    EXPECT_EQ(service.baseUrl(), QUrl(QStringLiteral("http://127.0.0.1:9001")));
     service.setCacheDirOverride(env.root() + QStringLiteral("/vault-cache"));
     TestEnvironment::writeFile(env.root() + QStringLiteral("/vault-cache/daemon.port"), "9002");
-    EXPECT_EQ(service.baseURL(), QUrl(QStringLiteral("http://127.0.0.1:9002")));
+    EXPECT_EQ(service.baseUrl(), QUrl(QStringLiteral("http://127.0.0.1:9002")));
 }
 
 TEST_F(DaemonServiceTest, PollReadsEveryFieldAndKeepsTheWholeBody) {
@@ -193,7 +193,7 @@ TEST_F(DaemonServiceTest, RequestFormsSendTheirMethodHeadersAndBody) {
     EXPECT_EQ(got.body, R"({"ok": true})");
     const DaemonReply posted = runTask(service.post(QStringLiteral("index/rebuild")));
     EXPECT_TRUE(posted.ok());
-    const DaemonReply json = runTask(service.postJSON(
+    const DaemonReply json = runTask(service.postJson(
         QStringLiteral("retry"), QJsonObject{{QStringLiteral("kind"), QStringLiteral("audio")}}));
     EXPECT_TRUE(json.ok());
 
@@ -254,17 +254,17 @@ TEST_F(DaemonServiceTest, ProcessStartAndStopPollRightAfter) {
 }
 
 TEST_F(DaemonServiceTest, StatelessBaseUrlPrefersThePrimaryVaultsPortFile) {
-    EXPECT_EQ(daemonBaseURL(), std::nullopt);
+    EXPECT_EQ(daemonBaseUrl(), std::nullopt);
     TestEnvironment::writeFile(portFile, "7001");
-    EXPECT_EQ(daemonBaseURL(), QUrl(QStringLiteral("http://127.0.0.1:7001")));
+    EXPECT_EQ(daemonBaseUrl(), QUrl(QStringLiteral("http://127.0.0.1:7001")));
 
-    TestEnvironment::writeFile(ConfigService::primaryFileURL(), R"({"mnemora_path": "/data/V"})");
+    TestEnvironment::writeFile(ConfigService::primaryFilePath(), R"({"mnemora_path": "/data/V"})");
     const QString vaultPort =
         VaultPaths::vaultCacheFolder(QStringLiteral("/data/V")) + QStringLiteral("/daemon.port");
     TestEnvironment::writeFile(vaultPort, "0");
-    EXPECT_EQ(daemonBaseURL(), QUrl(QStringLiteral("http://127.0.0.1:7001")));
+    EXPECT_EQ(daemonBaseUrl(), QUrl(QStringLiteral("http://127.0.0.1:7001")));
     TestEnvironment::writeFile(vaultPort, "+7002\n");
-    EXPECT_EQ(daemonBaseURL(), QUrl(QStringLiteral("http://127.0.0.1:7002")));
+    EXPECT_EQ(daemonBaseUrl(), QUrl(QStringLiteral("http://127.0.0.1:7002")));
 }
 
 } // namespace

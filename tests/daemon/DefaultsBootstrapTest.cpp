@@ -26,9 +26,9 @@ struct BootstrapFixture : ::testing::Test {
     HttpServer server;
 
     BootstrapFixture() {
-        config.setConfigURLOverride(env.root() + "/vault/.mnemora/config.json");
+        config.setConfigPathOverride(env.root() + "/vault/.mnemora/config.json");
         TestEnvironment::writeFile(
-            config.fileURL(), R"({"completed_migrations": ["older"], "whisper_model": "small"})");
+            config.filePath(), R"({"completed_migrations": ["older"], "whisper_model": "small"})");
     }
 
     void writePort() {
@@ -39,7 +39,7 @@ struct BootstrapFixture : ::testing::Test {
     Outcome run() { return test::runTask(DefaultsBootstrap::run(&config)); }
 
     QJsonObject onDisk() const {
-        return QJsonDocument::fromJson(TestEnvironment::readFile(config.fileURL())).object();
+        return QJsonDocument::fromJson(TestEnvironment::readFile(config.filePath())).object();
     }
 };
 
@@ -58,9 +58,8 @@ TEST_F(BootstrapFixture, AppliesTheRecommendationOnceAndRecordsIt) {
     EXPECT_EQ(request.path, "/defaults/recommend");
     EXPECT_EQ(request.headers.value("content-type"), "application/json");
     const QJsonObject body = QJsonDocument::fromJson(request.body).object();
-    const qint64 ramGb = static_cast<qint64>(platform::SystemInfo::physicalMemoryBytes() >> 30);
-    EXPECT_EQ(body, (QJsonObject{{"ram_gb", ramGb},
-                                 {"arch", platform::SystemInfo::machineArchitecture()}}));
+    const qint64 ramGb = static_cast<qint64>(SystemInfo::physicalMemoryBytes() >> 30);
+    EXPECT_EQ(body, (QJsonObject{{"ram_gb", ramGb}, {"arch", SystemInfo::machineArchitecture()}}));
 
     const QJsonObject stored = onDisk();
     EXPECT_EQ(stored["whisper_model"], "medium"); // the daemon's word overwrites the file's
@@ -69,7 +68,7 @@ TEST_F(BootstrapFixture, AppliesTheRecommendationOnceAndRecordsIt) {
               (QJsonArray{"older", "v0.11_first_run_defaults"}));
     EXPECT_TRUE(log.contains(QStringLiteral("Bootstrapping defaults for %1 GB / %2")
                                  .arg(ramGb)
-                                 .arg(platform::SystemInfo::machineArchitecture())));
+                                 .arg(SystemInfo::machineArchitecture())));
     EXPECT_TRUE(log.contains(
         R"(Applied first-run defaults: {"vlm_model":"tiny","whisper_model":"medium"})"));
 
@@ -80,7 +79,7 @@ TEST_F(BootstrapFixture, AppliesTheRecommendationOnceAndRecordsIt) {
 }
 
 TEST_F(BootstrapFixture, FailuresAreLoggedAndLeaveTheFileForTheNextLaunch) {
-    const QByteArray before = TestEnvironment::readFile(config.fileURL());
+    const QByteArray before = TestEnvironment::readFile(config.filePath());
 
     EXPECT_EQ(run(), Outcome::portUnreadable);
     EXPECT_TRUE(log.contains("Daemon port file unreadable — skipping defaults bootstrap"));
@@ -104,5 +103,5 @@ TEST_F(BootstrapFixture, FailuresAreLoggedAndLeaveTheFileForTheNextLaunch) {
     EXPECT_EQ(run(), Outcome::requestFailed);
     EXPECT_TRUE(log.containsPrefix("Failed to apply first-run defaults: "));
 
-    EXPECT_EQ(TestEnvironment::readFile(config.fileURL()), before);
+    EXPECT_EQ(TestEnvironment::readFile(config.filePath()), before);
 }

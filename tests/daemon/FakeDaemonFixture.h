@@ -19,11 +19,11 @@ namespace mnemora::test {
 class FakeDaemonFixture : public ::testing::Test {
 protected:
     void SetUp() override {
-        platform::BundleInfo::overrideMainForTesting(
-            platform::BundleInfo{QString(), QStringLiteral("ai.mnemora"), {}, {}});
+        BundleInfo::overrideMainForTesting(
+            BundleInfo{QString(), QStringLiteral("ai.mnemora"), {}, {}});
         portFile = VaultPaths::sharedCacheFolder() + QStringLiteral("/daemon.port");
     }
-    void TearDown() override { platform::BundleInfo::overrideMainForTesting(std::nullopt); }
+    void TearDown() override { BundleInfo::overrideMainForTesting(std::nullopt); }
 
     void pointAt(const HttpServer& server) const {
         TestEnvironment::writeFile(portFile, QByteArray::number(server.port()) + '\n');

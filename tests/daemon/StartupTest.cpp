@@ -58,12 +58,12 @@ TEST_F(DaemonStartup, QuitStopsTheDaemonWeSpawned) {
     runTask(app.startUp());
     ASSERT_TRUE(app.daemonProcess().mode().is(Kind::spawnedChild));
     const qint32 pid = app.daemonProcess().mode().pid;
-    EXPECT_EQ(app.daemonService().baseURL(), app.daemonProcess().port().has_value()
+    EXPECT_EQ(app.daemonService().baseUrl(), app.daemonProcess().port().has_value()
                                                  ? DaemonHttp::baseUrl(app.daemonProcess().port())
                                                  : std::nullopt);
 
     app.appDelegate().applicationWillTerminate();
-    EXPECT_FALSE(platform::Processes::isAlive(pid));
+    EXPECT_FALSE(Processes::isAlive(pid));
     EXPECT_FALSE(app.daemonProcess().childRunning());
 }
 

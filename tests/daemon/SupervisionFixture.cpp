@@ -37,7 +37,7 @@ void SupervisionTest::SetUp() {
     TestEnvironment::writeFile(
         bundle + QStringLiteral("/Info.json"),
         R"({"identifier": "ai.mnemora", "displayName": "Mnemora", "name": "Mnemora"})");
-    platform::BundleInfo::overrideMainForTesting(platform::BundleInfo::read(bundle));
+    BundleInfo::overrideMainForTesting(BundleInfo::read(bundle));
     inAppBinary = installFake(bundle);
 
     // Nothing outside this test's folders may be found as a daemon.
@@ -61,7 +61,7 @@ void SupervisionTest::TearDown() {
         delete process;
     }
     started.clear();
-    platform::BundleInfo::overrideMainForTesting(std::nullopt);
+    BundleInfo::overrideMainForTesting(std::nullopt);
     env.reset();
 }
 

@@ -354,7 +354,7 @@ TEST(RespawnBudget, BacksOffOneTwoFourEightEightThenPauses) {
 }
 
 TEST(ProcessList, ReadsOneIdALineAndSkipsTheRest) {
-    EXPECT_EQ(platform::Processes::parsePidList(" 12\n345 \n\nabc\n99999999999\n-3\n"),
+    EXPECT_EQ(Processes::parsePidList(" 12\n345 \n\nabc\n99999999999\n-3\n"),
               (QList<qint32>{12, 345, -3}));
 }
 

@@ -100,7 +100,7 @@ TEST_F(DaemonWatchdog, AWedgedListenerIsReplacedAfterTwelveUnreachablePolls) {
         return daemon.mode().is(Kind::spawnedChild) && daemon.mode().pid != wedged &&
                !daemon.respawnInFlight();
     }));
-    EXPECT_FALSE(platform::Processes::isAlive(wedged));
+    EXPECT_FALSE(Processes::isAlive(wedged));
     EXPECT_EQ(supervisionLines(), QStringList{line});
 }
 
@@ -121,7 +121,7 @@ TEST_F(DaemonWatchdog, AChildThatNeverWritesItsPortIsCountedAsAWedge) {
             "~60s while process alive (wedged HTTP listener)"));
     }));
     ASSERT_TRUE(waitUntil([&] { return daemon.mode().pid != silent; }));
-    EXPECT_FALSE(platform::Processes::isAlive(silent));
+    EXPECT_FALSE(Processes::isAlive(silent));
 }
 
 TEST_F(DaemonWatchdog, AStaleHeartbeatIsReplacedOnlyWithPendingWorkAndNoTranscription) {

@@ -22,7 +22,7 @@ using mnemora::test::TestEnvironment;
 namespace {
 
 // Stands in for the terminal: keeps each line and fails when told to.
-class RecordingTerminal : public platform::TerminalLauncher {
+class RecordingTerminal : public TerminalLauncher {
 public:
     QStringList lines;
     Result answer;
@@ -172,7 +172,7 @@ TEST_F(SeedServiceTest, OpeningASeedRunsClaudePrimedWithItsBodyInTheDataFolder) 
     EXPECT_EQ(terminal.lines.at(0),
               "cd '" + folder + "' && claude 'Find what'\\''s open.\n---\nThen stop.'");
 
-    terminal.answer = platform::TerminalLauncher::LaunchError::nonZeroExit(3, "no display\n");
+    terminal.answer = TerminalLauncher::LaunchError::nonZeroExit(3, "no display\n");
     EXPECT_EQ(runTask(prompts.launchCustomSession()).error(),
               "The terminal exited with status 3: no display");
     EXPECT_EQ(terminal.lines.at(1), "cd '" + folder + "' && claude");

@@ -55,7 +55,7 @@ TEST_F(StoreFixture, ReadsTheIndexOfItsVaultOrOfTheConfiguredOneAndWaitsForIt) {
     EXPECT_EQ(store.indexPath(), VaultPaths::vaultCacheFolder(vault) + "/registry_index.sqlite");
     PeriodCloseStore primary;
     EXPECT_EQ(primary.indexPath(), env.cacheHome() + "/tallo.ai/registry_index.sqlite");
-    TestEnvironment::writeFile(ConfigService::primaryFileURL(), R"({"mnemora_path": "~/Shop"})");
+    TestEnvironment::writeFile(ConfigService::primaryFilePath(), R"({"mnemora_path": "~/Shop"})");
     EXPECT_EQ(primary.indexPath(),
               VaultPaths::vaultCacheFolder(env.home() + "/Shop") + "/registry_index.sqlite");
 

@@ -13,31 +13,31 @@ TEST(BundleInfo, ReadsTheInfoValuesOfABundleFolder) {
         folder + "/Info.json",
         R"({"identifier": "tallo.ai", "displayName": "", "name": "Tallo", "extra": 1})");
 
-    const platform::BundleInfo info = platform::BundleInfo::read(folder);
+    const BundleInfo info = BundleInfo::read(folder);
     EXPECT_EQ(info.identifier, "tallo.ai");
     EXPECT_EQ(info.displayName, "");
     EXPECT_EQ(info.name, "Tallo");
     EXPECT_EQ(info.resourcesFolder(), folder + "/Resources");
-    EXPECT_TRUE(platform::BundleInfo::isBundleFolder(folder));
+    EXPECT_TRUE(BundleInfo::isBundleFolder(folder));
 }
 
 TEST(BundleInfo, MissingMalformedOrMistypedInfoGivesEmptyValues) {
     TestEnvironment env;
-    EXPECT_FALSE(platform::BundleInfo::isBundleFolder(env.root()));
-    EXPECT_TRUE(platform::BundleInfo::read(env.root()).identifier.isEmpty());
+    EXPECT_FALSE(BundleInfo::isBundleFolder(env.root()));
+    EXPECT_TRUE(BundleInfo::read(env.root()).identifier.isEmpty());
 
     TestEnvironment::writeFile(env.root() + "/bad/Info.json", "{not json");
-    EXPECT_TRUE(platform::BundleInfo::read(env.root() + "/bad").identifier.isEmpty());
+    EXPECT_TRUE(BundleInfo::read(env.root() + "/bad").identifier.isEmpty());
 
     TestEnvironment::writeFile(env.root() + "/typed/Info.json", R"({"identifier": 7})");
-    EXPECT_TRUE(platform::BundleInfo::read(env.root() + "/typed").identifier.isEmpty());
+    EXPECT_TRUE(BundleInfo::read(env.root() + "/typed").identifier.isEmpty());
 }
 
 TEST(BundleInfo, MainCanBeStoodInForByTests) {
-    platform::BundleInfo fake;
+    BundleInfo fake;
     fake.identifier = "vox.let";
-    platform::BundleInfo::overrideMainForTesting(fake);
-    EXPECT_EQ(platform::BundleInfo::main().identifier, "vox.let");
-    platform::BundleInfo::overrideMainForTesting(std::nullopt);
-    EXPECT_NE(platform::BundleInfo::main().identifier, "vox.let");
+    BundleInfo::overrideMainForTesting(fake);
+    EXPECT_EQ(BundleInfo::main().identifier, "vox.let");
+    BundleInfo::overrideMainForTesting(std::nullopt);
+    EXPECT_NE(BundleInfo::main().identifier, "vox.let");
 }

@@ -10,7 +10,7 @@
 #include "support/TestEnvironment.h"
 
 using namespace std::chrono_literals;
-using mnemora::platform::TerminalLauncher;
+using mnemora::TerminalLauncher;
 using mnemora::test::runTask;
 using mnemora::test::TestEnvironment;
 using LaunchError = TerminalLauncher::LaunchError;

@@ -18,7 +18,7 @@
 #include "support/TestEnvironment.h"
 
 using namespace mnemora;
-using mnemora::platform::TerminalLauncher;
+using mnemora::TerminalLauncher;
 using mnemora::test::runTask;
 using mnemora::test::TestEnvironment;
 using QuestionError = QuestionService::QuestionError;

@@ -59,7 +59,7 @@ struct DatabaseFixture : ::testing::Test {
 TEST_F(DatabaseFixture, TheIndexLivesInTheCacheFolderOfTheConfiguredVault) {
     EXPECT_EQ(database.indexPath(), env.cacheHome() + "/tallo.ai/registry_index.sqlite");
 
-    TestEnvironment::writeFile(config.fileURL(), R"({"mnemora_path": "~/Books/"})");
+    TestEnvironment::writeFile(config.filePath(), R"({"mnemora_path": "~/Books/"})");
     config.load();
     EXPECT_EQ(database.indexPath(), env.cacheHome() + "/tallo.ai/vaults/" +
                                         VaultPaths::cacheKey(env.home() + "/Books") +
@@ -136,7 +136,7 @@ TEST_F(DatabaseFixture, AVaultRuntimeReadsItsOwnIndexNeverThePrimarys) {
     const QString vaultPath = env.home() + "/Other Vault";
     DatabaseService vault;
     ConfigService vaultConfig;
-    vaultConfig.setConfigURLOverride(VaultPaths::vaultConfigFile(vaultPath));
+    vaultConfig.setConfigPathOverride(VaultPaths::vaultConfigFile(vaultPath));
     vault.setConfig(&vaultConfig);
     vault.setCacheDirOverride(VaultPaths::vaultCacheFolder(vaultPath));
 
@@ -154,7 +154,7 @@ TEST_F(DatabaseFixture, IdentityScopes) {
     EXPECT_EQ(database.identityId(IdentityScope::active()), std::nullopt);
     EXPECT_EQ(database.identityId(IdentityScope::all()), std::nullopt);
     EXPECT_EQ(database.identityId(IdentityScope::specific("p1")), "p1");
-    TestEnvironment::writeFile(config.fileURL(), R"({"active_identity_id": "me"})");
+    TestEnvironment::writeFile(config.filePath(), R"({"active_identity_id": "me"})");
     config.load();
     EXPECT_EQ(database.identityId(IdentityScope::active()), "me");
     EXPECT_EQ(database.identityId(IdentityScope::all()), std::nullopt);
@@ -166,7 +166,7 @@ TEST_F(DatabaseFixture, IdentityScopes) {
         {R"({"active_identity_id": "", "active_identity": ""})", std::nullopt},
     };
     for (const auto& [json, id] : active) {
-        TestEnvironment::writeFile(config.fileURL(), json);
+        TestEnvironment::writeFile(config.filePath(), json);
         config.load();
         EXPECT_EQ(database.identityId(IdentityScope::active()), id) << json.toStdString();
     }

@@ -90,7 +90,7 @@ struct RegistryQueries : ::testing::Test {
     }
 
     void setActiveIdentity(const char* id) {
-        TestEnvironment::writeFile(config.fileURL(),
+        TestEnvironment::writeFile(config.filePath(),
                                    QByteArray(R"({"active_identity_id": ")") + id + "\"}");
         config.load();
     }

@@ -136,9 +136,16 @@ TEST(MnemoraApp, QuitEndsEvenWhenTheDaemonIgnoresSigterm) {
     env.setEnv("PATH", bin + QLatin1Char(':') + qEnvironmentVariable("PATH"));
     env.setEnv("FAKE_DAEMON_IGNORE_SIGTERM", QStringLiteral("1"));
     env.setEnv("FAKE_DAEMON_PORT_FILE", env.cacheHome() + QStringLiteral("/tallo.ai/daemon.port"));
+    // A copy of the bundle without the daemon that ships in it, so that the one on PATH is used.
+    const QString bundle = env.root() + QStringLiteral("/Tallo");
+    QDir().mkpath(bundle);
+    for (const char* file : {"tallo", "Info.json"}) {
+        ASSERT_TRUE(QFile::copy(QStringLiteral(MNEMORA_BUNDLES_DIR "/Tallo/") + file,
+                                bundle + QLatin1Char('/') + file));
+    }
     QProcess process;
     process.setProcessChannelMode(QProcess::MergedChannels);
-    process.start(QStringLiteral(MNEMORA_BUNDLES_DIR "/Tallo/tallo"), {});
+    process.start(bundle + QStringLiteral("/tallo"), {});
     ASSERT_TRUE(process.waitForStarted(5000));
 
     QByteArray output;
@@ -157,8 +164,8 @@ TEST(MnemoraApp, QuitEndsEvenWhenTheDaemonIgnoresSigterm) {
     ::kill(static_cast<pid_t>(process.processId()), SIGTERM);
     const bool ended = process.waitForFinished(12'000);
     output += process.readAll();
-    if (platform::Processes::isAlive(daemonPid)) {
-        platform::Processes::forceKill(daemonPid); // nothing of this test may outlive it
+    if (Processes::isAlive(daemonPid)) {
+        Processes::forceKill(daemonPid); // nothing of this test may outlive it
     }
     ASSERT_TRUE(ended) << "quit hung on a daemon that ignores SIGTERM";
     EXPECT_EQ(process.exitCode(), 0);

@@ -64,7 +64,7 @@ TEST_F(VaultRuntimeTest, OnePathOneRuntimeAndThePathIsTakenAsGiven) {
     EXPECT_EQ(first.database().indexPath(), slashed.database().indexPath());
     EXPECT_EQ(first.database().indexPath(),
               VaultPaths::vaultCacheFolder("/srv/b") + "/registry_index.sqlite");
-    EXPECT_EQ(first.config().fileURL(), "/srv/b/.mnemora/config.json");
+    EXPECT_EQ(first.config().filePath(), "/srv/b/.mnemora/config.json");
     EXPECT_FALSE(first.started());
 }
 

@@ -10,14 +10,14 @@ namespace mnemora::test {
 class BundleOverride {
 public:
     BundleOverride(const QString& identifier, const QString& displayName, const QString& name) {
-        platform::BundleInfo info;
-        info.folder = platform::BundleInfo::executableFolder();
+        BundleInfo info;
+        info.folder = BundleInfo::executableFolder();
         info.identifier = identifier;
         info.displayName = displayName;
         info.name = name;
-        platform::BundleInfo::overrideMainForTesting(info);
+        BundleInfo::overrideMainForTesting(info);
     }
-    ~BundleOverride() { platform::BundleInfo::overrideMainForTesting(std::nullopt); }
+    ~BundleOverride() { BundleInfo::overrideMainForTesting(std::nullopt); }
 
     BundleOverride(const BundleOverride&) = delete;
     BundleOverride& operator=(const BundleOverride&) = delete;

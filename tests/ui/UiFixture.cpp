@@ -122,7 +122,7 @@ void UiFixture::writeVault() {
     for (const char* folder : {"Registry", "Notes", "Media", ".mnemora"}) {
         QDir().mkpath(vault_ + QLatin1Char('/') + QLatin1String(folder));
     }
-    TestEnvironment::writeFile(ConfigService::primaryFileURL(),
+    TestEnvironment::writeFile(ConfigService::primaryFilePath(),
                                json({{QStringLiteral("mnemora_path"), vault_}}));
     if (populated_) {
         TestEnvironment::writeFile(questionFile(kAskedSlug), kAskedFile);

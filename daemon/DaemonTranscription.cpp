@@ -1,0 +1,141 @@
+// The transcription routes of DaemonServer: a file by path, the same as an event stream, and an
+// uploaded clip whose progress goes to the shared event stream.
+#include "DaemonServer.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+
+#include "Transcriber.h"
+#include "app/Log.h"
+
+namespace mnemora::refdaemon {
+
+namespace {
+
+QString audioPath(const QJsonObject& body) {
+    return body.value(QStringLiteral("path")).toString();
+}
+
+} // namespace
+
+void DaemonServer::transcribeFile(const HttpRequest& request, HttpExchange* exchange) {
+    // Started and left: it answers the exchange when the recogniser is done.
+    answerTranscription(audioPath(request.json()), exchange);
+}
+
+void DaemonServer::transcribeStream(const HttpRequest& request, HttpExchange* exchange) {
+    exchange->beginStream();
+    exchange->sendData({{"type", "queued"}});
+    // Started and left: it writes the stream's events and closes it.
+    streamTranscription(audioPath(request.json()), exchange);
+}
+
+void DaemonServer::record(const HttpRequest& request, HttpExchange* exchange) {
+    if (request.body.isEmpty()) {
+        exchange->replyError(400, QStringLiteral("the clip is empty"));
+        return;
+    }
+    const bool ephemeral = request.query.queryItemValue(QStringLiteral("ephemeral")) == "true";
+    QString extension = request.query.queryItemValue(QStringLiteral("ext"));
+    if (extension.isEmpty() || extension.contains(QLatin1Char('/')) ||
+        extension.contains(QLatin1Char('.'))) {
+        extension = QStringLiteral("m4a");
+    }
+    const QString folder = ephemeral || places_.vaultPath.isEmpty()
+                               ? places_.cacheFolder + QStringLiteral("/recordings")
+                               : places_.vaultPath + QStringLiteral("/Media/voice");
+    QDir().mkpath(folder);
+    const QString path =
+        folder + QLatin1Char('/') +
+        QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyyMMdd-HHmmsszzz")) +
+        QLatin1Char('.') + extension;
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(request.body) != request.body.size()) {
+        exchange->replyError(500, QStringLiteral("could not keep the clip: ") + file.errorString());
+        return;
+    }
+    file.close();
+    exchange->reply(200, {{"ok", true}, {"file_path", path}});
+    transcribeRecorded(path, ephemeral); // started and left: progress goes to the event stream
+}
+
+QCoro::Task<> DaemonServer::answerTranscription(QString path, QPointer<HttpExchange> exchange) {
+    const QPointer<DaemonServer> self(this);
+    ++activeTranscriptions_;
+    QCoro::Task<Expected<QString>> running =
+        transcriber_->transcribe(path, [](const QString&, double) {});
+    const Expected<QString> text = co_await running;
+    if (!self) {
+        co_return;
+    }
+    --activeTranscriptions_;
+    if (!exchange) {
+        co_return;
+    }
+    if (!text.ok()) {
+        exchange->replyError(500, text.error());
+        co_return;
+    }
+    exchange->reply(200, {{"text", text.value()}});
+}
+
+QCoro::Task<> DaemonServer::streamTranscription(QString path, QPointer<HttpExchange> exchange) {
+    const QPointer<DaemonServer> self(this);
+    ++activeTranscriptions_;
+    QCoro::Task<Expected<QString>> running =
+        transcriber_->transcribe(path, [exchange](const QString& status, double percent) {
+            if (exchange) {
+                exchange->sendData(
+                    {{"type", "progress"}, {"status", status}, {"progress_percent", percent}});
+            }
+        });
+    const Expected<QString> text = co_await running;
+    if (!self) {
+        co_return;
+    }
+    --activeTranscriptions_;
+    if (!exchange) {
+        co_return;
+    }
+    if (text.ok()) {
+        exchange->sendData({{"type", "done"}, {"text", text.value()}});
+    } else {
+        exchange->sendData({{"type", "error"}, {"error", text.error()}});
+    }
+    exchange->endStream();
+}
+
+QCoro::Task<> DaemonServer::transcribeRecorded(QString path, bool ephemeral) {
+    const QPointer<DaemonServer> self(this);
+    ++activeTranscriptions_;
+    QCoro::Task<Expected<QString>> running =
+        transcriber_->transcribe(path, [self, path](const QString& status, double percent) {
+            if (self) {
+                self->publishAsset(
+                    path,
+                    {{"status", status}, {"audio_status", status}, {"progress_percent", percent}});
+            }
+        });
+    const Expected<QString> text = co_await running;
+    if (ephemeral) {
+        QFile::remove(path);
+    }
+    if (!self) {
+        co_return;
+    }
+    --activeTranscriptions_;
+    if (!text.ok()) {
+        Log::line(QStringLiteral("Daemon"), QStringLiteral("transcription of ") + path +
+                                                QStringLiteral(" failed: ") + text.error());
+        publishAsset(path,
+                     {{"status", "failed"}, {"audio_status", "failed"}, {"detail", text.error()}});
+        co_return;
+    }
+    publishAsset(path, {{"status", "done"},
+                        {"audio_status", "done"},
+                        {"progress_percent", 100},
+                        {"partial_text", text.value()}});
+}
+
+} // namespace mnemora::refdaemon

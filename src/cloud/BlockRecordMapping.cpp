@@ -1,0 +1,153 @@
+#include "cloud/BlockRecordMapping.h"
+
+#include "cloud/SyncedDocRecordType.h"
+#include "core/FatalError.h"
+
+#include <tuple>
+
+namespace mnemora::BlockRecordMapping {
+
+namespace {
+
+using core::Block;
+
+template <typename T> struct OptionalField {
+    const char* key;
+    std::optional<T> Block::*member;
+};
+
+template <typename T>
+concept WireEnum = std::is_enum_v<T> && requires {
+    core::WireWords<T>::words;
+};
+
+// The optional fields of a block, in writing order, after the five that every block has.
+const auto optionalFields = std::make_tuple(
+    OptionalField<bool>{"checked", &Block::checked},
+    OptionalField<std::string>{"questionID", &Block::questionID},
+    OptionalField<core::QuestionCardStatus>{"questionStatus", &Block::questionStatus},
+    OptionalField<std::string>{"booksID", &Block::booksID},
+    OptionalField<std::string>{"questionKind", &Block::questionKind},
+    OptionalField<std::string>{"suggestedActions", &Block::suggestedActions},
+    OptionalField<std::string>{"askedBy", &Block::askedBy},
+    OptionalField<std::string>{"askedAt", &Block::askedAt},
+    OptionalField<std::string>{"answeredBy", &Block::answeredBy},
+    OptionalField<std::string>{"answeredAt", &Block::answeredAt},
+    OptionalField<std::string>{"appliedAt", &Block::appliedAt},
+    OptionalField<std::string>{"answer", &Block::answer},
+    OptionalField<std::string>{"audioAssetRef", &Block::audioAssetRef},
+    OptionalField<core::VoiceTranscriptionState>{"transcriptionState", &Block::transcriptionState},
+    OptionalField<std::int64_t>{"transcriptionProgress", &Block::transcriptionProgress},
+    OptionalField<std::string>{"transcriptionPartial", &Block::transcriptionPartial},
+    OptionalField<std::string>{"period", &Block::period},
+    OptionalField<std::string>{"business", &Block::business},
+    OptionalField<core::ClosePhase>{"closePhase", &Block::closePhase},
+    OptionalField<std::string>{"activity", &Block::activity},
+    OptionalField<std::string>{"startedAt", &Block::startedAt},
+    OptionalField<std::string>{"movedAt", &Block::movedAt},
+    OptionalField<core::CloseBlockedKind>{"blockedKind", &Block::blockedKind},
+    OptionalField<std::string>{"blockedReason", &Block::blockedReason},
+    OptionalField<std::int64_t>{"answerableCount", &Block::answerableCount},
+    OptionalField<std::string>{"deliverableLabel", &Block::deliverableLabel},
+    OptionalField<std::string>{"deliverableDetail", &Block::deliverableDetail},
+    OptionalField<core::DeliverableStatus>{"deliverableStatus", &Block::deliverableStatus},
+    OptionalField<std::int64_t>{"countDone", &Block::countDone},
+    OptionalField<std::int64_t>{"countTotal", &Block::countTotal},
+    OptionalField<std::string>{"ledgerDate", &Block::ledgerDate},
+    OptionalField<std::string>{"ledgerOrigin", &Block::ledgerOrigin},
+    OptionalField<std::string>{"ledgerAmount", &Block::ledgerAmount},
+    OptionalField<core::SyncedLedgerState>{"ledgerState", &Block::ledgerState});
+
+// Every field of a block but the five always written (id, kind, level, text, position).
+static_assert(std::tuple_size_v<decltype(optionalFields)> == 34);
+
+RecordValue toValue(const std::string& text) {
+    return QString::fromStdString(text);
+}
+RecordValue toValue(bool value) {
+    return value;
+}
+RecordValue toValue(std::int64_t value) {
+    return value;
+}
+template <WireEnum E> RecordValue toValue(E value) {
+    const std::string_view word = core::wireWord(value);
+    return QString::fromUtf8(word.data(), static_cast<qsizetype>(word.size()));
+}
+
+template <typename T> std::optional<T> fromRecord(const Record& record, const QString& key) {
+    if constexpr (std::is_same_v<T, std::string>) {
+        const auto text = record.get<QString>(key);
+        return text ? std::optional(text->toStdString()) : std::nullopt;
+    } else if constexpr (WireEnum<T>) {
+        const auto word = record.get<QString>(key);
+        return word ? core::fromWireWord<T>(word->toStdString()) : std::nullopt;
+    } else {
+        return record.get<T>(key);
+    }
+}
+
+QString keyOf(const char* key) {
+    return QString::fromLatin1(key);
+}
+
+} // namespace
+
+RecordID recordID(const Block& block, const QString& zoneName) {
+    return RecordID{zoneName, QString::fromStdString(block.id.rawValue)};
+}
+
+Record makeRecord(const Block& block, const QString& zoneName,
+                  const RecordReference& documentReference) {
+    Record record(SyncedDocRecordType::block, recordID(block, zoneName));
+    apply(block, record, documentReference);
+    return record;
+}
+
+void apply(const Block& block, Record& record, const RecordReference& documentReference) {
+    record.set(QStringLiteral("documentRef"), documentReference);
+    record.set(QStringLiteral("position"), toValue(block.position.key));
+    record.set(QStringLiteral("kind"), toValue(block.kind));
+    record.set(QStringLiteral("level"), std::int64_t{block.level});
+    record.set(QStringLiteral("text"), toValue(block.text));
+    std::apply(
+        [&](const auto&... field) {
+            ((block.*field.member ? record.set(keyOf(field.key), toValue(*(block.*field.member)))
+                                  : record.set(keyOf(field.key), std::nullopt)),
+             ...);
+        },
+        optionalFields);
+}
+
+std::optional<Block> block(const Record& record) {
+    if (record.recordType() != SyncedDocRecordType::block) {
+        return std::nullopt;
+    }
+    const auto position = record.get<QString>(QStringLiteral("position"));
+    const auto text = record.get<QString>(QStringLiteral("text"));
+    const auto kind = fromRecord<core::BlockKind>(record, QStringLiteral("kind"));
+    if (!position || !text || !kind) {
+        return std::nullopt;
+    }
+    if (position->isEmpty()) {
+        core::fatalError("BlockRecordMapping.block(from:): empty position in record " +
+                         record.recordID().recordName.toStdString());
+    }
+    Block block{.id = core::BlockID(record.recordID().recordName.toStdString()),
+                .kind = *kind,
+                .level =
+                    static_cast<int>(record.get<std::int64_t>(QStringLiteral("level")).value_or(0)),
+                .text = text->toStdString(),
+                .position = core::FractionalIndex(position->toStdString())};
+    std::apply(
+        [&](const auto&... field) {
+            ((block.*field.member = fromRecord<
+                  typename std::remove_reference_t<decltype(block.*field.member)>::value_type>(
+                  record, keyOf(field.key))),
+             ...);
+        },
+        optionalFields);
+    return block;
+}
+
+} // namespace mnemora::BlockRecordMapping
