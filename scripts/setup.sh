@@ -17,6 +17,8 @@ packages=(
   libutf8proc-dev uuid-dev
   libgtest-dev libgmock-dev googletest libbenchmark-dev
   qtkeychain-qt6-dev
+  qt6-multimedia-dev gstreamer1.0-plugins-good gstreamer1.0-plugins-bad
+  pulseaudio pulseaudio-utils
   procps tmux
   pocketsphinx pocketsphinx-en-us ffmpeg espeak-ng
 )

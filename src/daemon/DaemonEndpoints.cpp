@@ -231,20 +231,19 @@ QCoro::Task<std::optional<QJsonObject>> fetch(Daemon daemon, Call call) {
     co_return answer.reply.jsonObject();
 }
 
-QCoro::Task<DaemonResult<QJsonObject>> act(Daemon daemon, Call call) {
+QCoro::Task<Expected<QJsonObject>> act(Daemon daemon, Call call) {
     QCoro::Task<Answer> sending = send(daemon, std::move(call));
     const Answer answer = co_await sending;
     if (!answer.ok()) {
-        co_return DaemonResult<QJsonObject>{failureText(answer), {}};
+        co_return fail(failureText(answer));
     }
-    co_return DaemonResult<QJsonObject>{std::nullopt,
-                                        answer.reply.jsonObject().value_or(QJsonObject())};
+    co_return Expected<QJsonObject>(answer.reply.jsonObject().value_or(QJsonObject()));
 }
 
-QCoro::Task<DaemonAction> plainAction(Daemon daemon, Call call) {
-    QCoro::Task<DaemonResult<QJsonObject>> acting = act(daemon, std::move(call));
-    const DaemonResult<QJsonObject> result = co_await acting;
-    co_return DaemonAction{result.failure, {}};
+QCoro::Task<Expected<void>> plainAction(Daemon daemon, Call call) {
+    QCoro::Task<Expected<QJsonObject>> acting = act(daemon, std::move(call));
+    const Expected<QJsonObject> result = co_await acting;
+    co_return result.ok() ? Expected<void>() : Expected<void>(fail(result.error()));
 }
 
 Call getCall(const char* path, QStringList segments = {}) {
@@ -284,15 +283,17 @@ CloseRunSummary runSummary(const QJsonObject& object) {
             JsonRead::string(object, QLatin1String("current_activity"))};
 }
 
-QCoro::Task<DaemonResult<qint64>> retry(Daemon daemon, QJsonObject body) {
-    QCoro::Task<DaemonResult<QJsonObject>> acting = act(daemon, postCall("retry", body));
-    const DaemonResult<QJsonObject> result = co_await acting;
-    co_return DaemonResult<qint64>{result.failure,
-                                   JsonRead::integerOr(result.value, QLatin1String("reset"))};
+QCoro::Task<Expected<qint64>> retry(Daemon daemon, QJsonObject body) {
+    QCoro::Task<Expected<QJsonObject>> acting = act(daemon, postCall("retry", body));
+    const Expected<QJsonObject> result = co_await acting;
+    if (!result.ok()) {
+        co_return fail(result.error());
+    }
+    co_return JsonRead::integerOr(result.value(), QLatin1String("reset"));
 }
 
-QCoro::Task<DaemonAction> onFile(Daemon daemon, const char* path, QJsonObject body) {
-    QCoro::Task<DaemonAction> acting = plainAction(daemon, postCall(path, std::move(body)));
+QCoro::Task<Expected<void>> onFile(Daemon daemon, const char* path, QJsonObject body) {
+    QCoro::Task<Expected<void>> acting = plainAction(daemon, postCall(path, std::move(body)));
     co_return co_await acting;
 }
 
@@ -350,30 +351,30 @@ QCoro::Task<std::optional<QueuePositions>> queuePositions(Daemon daemon) {
     co_return body ? std::optional(QueuePositions::fromJson(*body)) : std::nullopt;
 }
 
-QCoro::Task<DaemonResult<qint64>> retryFile(Daemon daemon, QString filePath) {
-    QCoro::Task<DaemonResult<qint64>> retrying = retry(daemon, filePathBody(filePath));
+QCoro::Task<Expected<qint64>> retryFile(Daemon daemon, QString filePath) {
+    QCoro::Task<Expected<qint64>> retrying = retry(daemon, filePathBody(filePath));
     co_return co_await retrying;
 }
 
-QCoro::Task<DaemonResult<qint64>> retryKind(Daemon daemon, QString kind) {
-    QCoro::Task<DaemonResult<qint64>> retrying =
+QCoro::Task<Expected<qint64>> retryKind(Daemon daemon, QString kind) {
+    QCoro::Task<Expected<qint64>> retrying =
         retry(daemon, QJsonObject{{QStringLiteral("kind"), kind}});
     co_return co_await retrying;
 }
 
-QCoro::Task<DaemonAction> rebuildIndex(Daemon daemon) {
+QCoro::Task<Expected<void>> rebuildIndex(Daemon daemon) {
     return plainAction(daemon, postCall("index/rebuild"));
 }
 
-QCoro::Task<DaemonAction> rescanPhotos(Daemon daemon) {
+QCoro::Task<Expected<void>> rescanPhotos(Daemon daemon) {
     return plainAction(daemon, postCall("photos/rescan"));
 }
 
-QCoro::Task<DaemonAction> restartVlmSidecar(Daemon daemon) {
+QCoro::Task<Expected<void>> restartVlmSidecar(Daemon daemon) {
     return plainAction(daemon, postCall("sidecar/vlm/restart"));
 }
 
-QCoro::Task<DaemonAction> setModelPullConsent(Daemon daemon, bool granted) {
+QCoro::Task<Expected<void>> setModelPullConsent(Daemon daemon, bool granted) {
     return plainAction(daemon, postCall("vlm/model-pull-consent",
                                         QJsonObject{{QStringLiteral("granted"), granted}}));
 }
@@ -392,7 +393,7 @@ QString powerStateWord(DaemonPowerState state) {
     return {};
 }
 
-QCoro::Task<DaemonAction> setPowerState(Daemon daemon, DaemonPowerState state) {
+QCoro::Task<Expected<void>> setPowerState(Daemon daemon, DaemonPowerState state) {
     return plainAction(daemon, postCall("power-state", QJsonObject{{QStringLiteral("state"),
                                                                     powerStateWord(state)}}));
 }
@@ -410,7 +411,7 @@ QCoro::Task<std::optional<VoiceModelStatus>> whisperStatus(Daemon daemon) {
     co_return body ? std::optional(VoiceModelStatus::fromJson(*body)) : std::nullopt;
 }
 
-QCoro::Task<DaemonAction> prefetchWhisper(Daemon daemon) {
+QCoro::Task<Expected<void>> prefetchWhisper(Daemon daemon) {
     return plainAction(daemon, postCall("models/whisper/prefetch"));
 }
 
@@ -453,87 +454,88 @@ QCoro::Task<std::optional<bool>> voiceMemoRecording(Daemon daemon, milliseconds 
     return flag(daemon, "voice-memos/recording", "is_recording", timeout);
 }
 
-QCoro::Task<DaemonAction> startVoiceMemoWatch(Daemon daemon, milliseconds timeout) {
+QCoro::Task<Expected<void>> startVoiceMemoWatch(Daemon daemon, milliseconds timeout) {
     return plainAction(daemon, timed(postCall("voice-memos/watch/start"), timeout));
 }
 
-QCoro::Task<DaemonAction> stopVoiceMemoWatch(Daemon daemon, milliseconds timeout) {
+QCoro::Task<Expected<void>> stopVoiceMemoWatch(Daemon daemon, milliseconds timeout) {
     return plainAction(daemon, timed(postCall("voice-memos/watch/stop"), timeout));
 }
 
-QCoro::Task<std::optional<DaemonResult<QString>>> bugReportPreview(Daemon daemon) {
+QCoro::Task<std::optional<Expected<QString>>> bugReportPreview(Daemon daemon) {
     QCoro::Task<std::optional<QJsonObject>> fetching = fetch(daemon, getCall("bug-report/preview"));
     const auto body = co_await fetching;
     if (!body) {
         co_return std::nullopt;
     }
     if (const auto preview = JsonRead::string(*body, QLatin1String("preview"))) {
-        co_return DaemonResult<QString>{std::nullopt, *preview};
+        co_return Expected<QString>(*preview);
     }
-    co_return DaemonResult<QString>{
-        JsonRead::stringOr(*body, QLatin1String("error"), QStringLiteral("Unknown error")), {}};
+    co_return fail(
+        JsonRead::stringOr(*body, QLatin1String("error"), QStringLiteral("Unknown error")));
 }
 
-QCoro::Task<DaemonResult<QString>> submitBugReport(Daemon daemon, QString description,
-                                                   QString reporterEmail) {
-    QCoro::Task<DaemonResult<QJsonObject>> acting =
+QCoro::Task<Expected<QString>> submitBugReport(Daemon daemon, QString description,
+                                               QString reporterEmail) {
+    QCoro::Task<Expected<QJsonObject>> acting =
         act(daemon, postCall("bug-report/submit",
                              QJsonObject{{QStringLiteral("description"), description},
                                          {QStringLiteral("reporter_email"), reporterEmail}}));
-    const DaemonResult<QJsonObject> result = co_await acting;
+    const Expected<QJsonObject> result = co_await acting;
     if (!result.ok()) {
-        co_return DaemonResult<QString>{result.failure, {}};
+        co_return fail(result.error());
     }
     // A 200 can still carry the daemon's refusal.
-    const QString error = JsonRead::stringOr(result.value, QLatin1String("error")).trimmed();
+    const QString error = JsonRead::stringOr(result.value(), QLatin1String("error")).trimmed();
     if (!error.isEmpty()) {
-        co_return DaemonResult<QString>{error, {}};
+        co_return fail(error);
     }
-    co_return DaemonResult<QString>{std::nullopt, QStringLiteral("Report submitted. Thank you!")};
+    co_return Expected<QString>(QStringLiteral("Report submitted. Thank you!"));
 }
 
-QCoro::Task<DaemonResult<QString>> launchTroubleshooter(Daemon daemon, QString promptPreamble) {
-    QCoro::Task<DaemonResult<QJsonObject>> acting =
+QCoro::Task<Expected<QString>> launchTroubleshooter(Daemon daemon, QString promptPreamble) {
+    QCoro::Task<Expected<QJsonObject>> acting =
         act(daemon, postCall("troubleshoot/launch",
                              QJsonObject{{QStringLiteral("prompt_preamble"), promptPreamble}}));
-    const DaemonResult<QJsonObject> result = co_await acting;
+    const Expected<QJsonObject> result = co_await acting;
     if (!result.ok()) {
-        co_return DaemonResult<QString>{result.failure, {}};
+        co_return fail(result.error());
     }
-    const QString name = JsonRead::stringOr(result.value, QLatin1String("session_name")).trimmed();
+    const QString name =
+        JsonRead::stringOr(result.value(), QLatin1String("session_name")).trimmed();
     if (name.isEmpty()) {
-        co_return DaemonResult<QString>{QStringLiteral("Daemon did not return a session name"), {}};
+        co_return fail(QStringLiteral("Daemon did not return a session name"));
     }
-    co_return DaemonResult<QString>{std::nullopt, name};
+    co_return Expected<QString>(name);
 }
 
 // Transcription.
 
-QCoro::Task<DaemonResult<QString>> transcribeFile(Daemon daemon, QString path) {
-    QCoro::Task<DaemonResult<QJsonObject>> acting =
+QCoro::Task<Expected<QString>> transcribeFile(Daemon daemon, QString path) {
+    QCoro::Task<Expected<QJsonObject>> acting =
         act(daemon, postCall("transcribe-file", QJsonObject{{QStringLiteral("path"), path}}));
-    const DaemonResult<QJsonObject> result = co_await acting;
+    const Expected<QJsonObject> result = co_await acting;
     if (!result.ok()) {
-        co_return DaemonResult<QString>{result.failure, {}};
+        co_return fail(result.error());
     }
-    const QString error = JsonRead::stringOr(result.value, QLatin1String("error")).trimmed();
+    const QString error = JsonRead::stringOr(result.value(), QLatin1String("error")).trimmed();
     if (!error.isEmpty()) {
-        co_return DaemonResult<QString>{error, {}};
+        co_return fail(error);
     }
-    const auto text = JsonRead::string(result.value, QLatin1String("text"));
+    const auto text = JsonRead::string(result.value(), QLatin1String("text"));
     if (!text) {
-        co_return DaemonResult<QString>{QStringLiteral("transcription returned no text"), {}};
+        co_return fail(QStringLiteral("transcription returned no text"));
     }
-    co_return DaemonResult<QString>{std::nullopt, *text};
+    co_return Expected<QString>(*text);
 }
 
-QCoro::Task<DaemonResult<QString>>
+QCoro::Task<Expected<QString>>
 transcribeFileStreaming(Daemon daemon, QString path,
                         std::function<void(const QJsonObject&)> onEvent) {
     const Endpoint* endpoint = find("POST", QStringLiteral("transcribe-file/stream"));
     const std::optional<QUrl> base = daemon ? daemon->baseUrl() : std::nullopt;
     if (!base) {
-        co_return DaemonResult<QString>{failureText(Answer{endpoint, true, {}}), {}};
+        co_return fail(failureText(Answer{endpoint, true, {}}));
     }
     EventStreamReader reader;
     EventStreamReader::Request request;
@@ -544,18 +546,16 @@ transcribeFileStreaming(Daemon daemon, QString path,
     request.contentType = "application/json";
     request.timeout = endpoint->timeout;
     // The outcome lives on the heap: the handler fills it from inside the read.
-    auto outcome = std::make_shared<std::optional<DaemonResult<QString>>>();
+    auto outcome = std::make_shared<std::optional<Expected<QString>>>();
     EventStreamReader::Handler handler = [outcome, onEvent](const QJsonObject& event) {
         const QString type = JsonRead::stringOr(event, QLatin1String("type"));
         if (type == QLatin1String("done")) {
-            *outcome = DaemonResult<QString>{std::nullopt,
-                                             JsonRead::stringOr(event, QLatin1String("text"))};
+            *outcome = Expected<QString>(JsonRead::stringOr(event, QLatin1String("text")));
             return EventStreamReader::Next::stop;
         }
         if (type == QLatin1String("error")) {
             const QString error = JsonRead::stringOr(event, QLatin1String("error")).trimmed();
-            *outcome = DaemonResult<QString>{
-                error.isEmpty() ? QStringLiteral("transcription failed") : error, {}};
+            *outcome = fail(error.isEmpty() ? QStringLiteral("transcription failed") : error);
             return EventStreamReader::Next::stop;
         }
         if (onEvent) {
@@ -570,14 +570,13 @@ transcribeFileStreaming(Daemon daemon, QString path,
     }
     if (reply.transportError || reply.httpStatus != 200) {
         Answer answer{endpoint, false, reply};
-        co_return DaemonResult<QString>{failureText(answer), {}};
+        co_return fail(failureText(answer));
     }
-    co_return DaemonResult<QString>{QStringLiteral("transcription stream ended without a result"),
-                                    {}};
+    co_return fail(QStringLiteral("transcription stream ended without a result"));
 }
 
-QCoro::Task<DaemonResult<QString>> recordTranscription(Daemon daemon, QByteArray audio, QString ext,
-                                                       bool ephemeral, milliseconds timeout) {
+QCoro::Task<Expected<QString>> recordTranscription(Daemon daemon, QByteArray audio, QString ext,
+                                                   bool ephemeral, milliseconds timeout) {
     Call call{"POST", QStringLiteral("transcriptions/record"),
               {},     {},
               audio,  "application/octet-stream",
@@ -586,38 +585,37 @@ QCoro::Task<DaemonResult<QString>> recordTranscription(Daemon daemon, QByteArray
     if (ephemeral) {
         call.query.addQueryItem(QStringLiteral("ephemeral"), QStringLiteral("true"));
     }
-    QCoro::Task<DaemonResult<QJsonObject>> acting = act(daemon, std::move(call));
-    const DaemonResult<QJsonObject> result = co_await acting;
+    QCoro::Task<Expected<QJsonObject>> acting = act(daemon, std::move(call));
+    const Expected<QJsonObject> result = co_await acting;
     if (!result.ok()) {
-        co_return DaemonResult<QString>{result.failure, {}};
+        co_return fail(result.error());
     }
-    const auto filePath = JsonRead::string(result.value, QLatin1String("file_path"));
-    if (!JsonRead::boolOr(result.value, QLatin1String("ok")) || !filePath) {
-        co_return DaemonResult<QString>{
-            QStringLiteral("The daemon's answer to the recording was not understood"), {}};
+    const auto filePath = JsonRead::string(result.value(), QLatin1String("file_path"));
+    if (!JsonRead::boolOr(result.value(), QLatin1String("ok")) || !filePath) {
+        co_return fail(QStringLiteral("The daemon's answer to the recording was not understood"));
     }
-    co_return DaemonResult<QString>{std::nullopt, *filePath};
+    co_return Expected<QString>(*filePath);
 }
 
-QCoro::Task<DaemonAction> acceptTranscription(Daemon daemon, QString filePath) {
+QCoro::Task<Expected<void>> acceptTranscription(Daemon daemon, QString filePath) {
     return onFile(daemon, "transcriptions/accept", filePathBody(filePath));
 }
 
-QCoro::Task<DaemonAction> deleteTranscriptionSourceAudio(Daemon daemon, QString filePath) {
+QCoro::Task<Expected<void>> deleteTranscriptionSourceAudio(Daemon daemon, QString filePath) {
     return onFile(daemon, "transcriptions/delete-source-audio", filePathBody(filePath));
 }
 
-QCoro::Task<DaemonAction> deleteTranscription(Daemon daemon, QString filePath) {
+QCoro::Task<Expected<void>> deleteTranscription(Daemon daemon, QString filePath) {
     return onFile(daemon, "transcriptions/delete", filePathBody(filePath));
 }
 
-QCoro::Task<DaemonAction> forceRetranscribe(Daemon daemon, QString filePath, QString language) {
+QCoro::Task<Expected<void>> forceRetranscribe(Daemon daemon, QString filePath, QString language) {
     QJsonObject body = filePathBody(filePath);
     body.insert(QStringLiteral("language"), language);
     return onFile(daemon, "transcriptions/force-retranscribe", body);
 }
 
-QCoro::Task<DaemonAction> abortTranscription(Daemon daemon, QString filePath) {
+QCoro::Task<Expected<void>> abortTranscription(Daemon daemon, QString filePath) {
     return onFile(daemon, "transcriptions/abort", filePathBody(filePath));
 }
 
@@ -630,20 +628,21 @@ QCoro::Task<std::optional<EntityPayload>> entity(Daemon daemon, QString type, QS
     co_return body ? std::optional(EntityPayload::fromJson(*body)) : std::nullopt;
 }
 
-QCoro::Task<DaemonAction> setEntityField(Daemon daemon, QString type, QString slug, QString field,
-                                         QJsonValue value) {
+QCoro::Task<Expected<void>> setEntityField(Daemon daemon, QString type, QString slug, QString field,
+                                           QJsonValue value) {
     return plainAction(daemon, postCall("entity/{type}/{slug}/field",
                                         QJsonObject{{QStringLiteral("field"), field},
                                                     {QStringLiteral("value"), value}},
                                         {type, slug}));
 }
 
-QCoro::Task<DaemonAction> setEntityNotes(Daemon daemon, QString type, QString slug, QString body) {
+QCoro::Task<Expected<void>> setEntityNotes(Daemon daemon, QString type, QString slug,
+                                           QString body) {
     return plainAction(daemon, postCall("entity/{type}/{slug}/notes",
                                         QJsonObject{{QStringLiteral("body"), body}}, {type, slug}));
 }
 
-QCoro::Task<DaemonAction> writeDoc(Daemon daemon, QString path, QString content) {
+QCoro::Task<Expected<void>> writeDoc(Daemon daemon, QString path, QString content) {
     return plainAction(daemon,
                        postCall("docs/write", QJsonObject{{QStringLiteral("path"), path},
                                                           {QStringLiteral("content"), content}}));
@@ -673,12 +672,12 @@ QCoro::Task<std::optional<DreamerSessions>> dreamerSessions(Daemon daemon) {
     co_return body ? std::optional(DreamerSessions::fromJson(*body)) : std::nullopt;
 }
 
-QCoro::Task<DaemonAction> killSession(Daemon daemon, QString name) {
+QCoro::Task<Expected<void>> killSession(Daemon daemon, QString name) {
     return plainAction(
         daemon, postCall("dreamer/sessions/kill", QJsonObject{{QStringLiteral("name"), name}}));
 }
 
-QCoro::Task<DaemonAction> triggerDreamer(Daemon daemon, DreamerTrigger trigger) {
+QCoro::Task<Expected<void>> triggerDreamer(Daemon daemon, DreamerTrigger trigger) {
     QJsonObject body{{QStringLiteral("cadence"), trigger.cadence}};
     const std::pair<const char*, const std::optional<QString>*> optionals[] = {
         {"period", &trigger.period},
@@ -696,7 +695,7 @@ QCoro::Task<DaemonAction> triggerDreamer(Daemon daemon, DreamerTrigger trigger) 
     return plainAction(daemon, postCall("dreamer/trigger", body));
 }
 
-QCoro::Task<DaemonAction> messageDreamer(Daemon daemon, QString cadence, QString text) {
+QCoro::Task<Expected<void>> messageDreamer(Daemon daemon, QString cadence, QString text) {
     return plainAction(daemon,
                        postCall("dreamer/message", QJsonObject{{QStringLiteral("cadence"), cadence},
                                                                {QStringLiteral("text"), text}}));
@@ -736,8 +735,8 @@ QCoro::Task<std::optional<QList<CloseRunSummary>>> closeRuns(Daemon daemon) {
     co_return listOf(runs, &runSummary);
 }
 
-QCoro::Task<DaemonAction> setMaterialStatus(Daemon daemon, QString period, QString lineKey,
-                                            QString status, std::optional<QString> books) {
+QCoro::Task<Expected<void>> setMaterialStatus(Daemon daemon, QString period, QString lineKey,
+                                              QString status, std::optional<QString> books) {
     return plainAction(daemon, postCall("period-close/material/status",
                                         withBooks({{QStringLiteral("period"), period},
                                                    {QStringLiteral("line_key"), lineKey},
@@ -745,14 +744,14 @@ QCoro::Task<DaemonAction> setMaterialStatus(Daemon daemon, QString period, QStri
                                                   books)));
 }
 
-QCoro::Task<DaemonAction> markPeriodClosed(Daemon daemon, QString period,
-                                           std::optional<QString> books) {
+QCoro::Task<Expected<void>> markPeriodClosed(Daemon daemon, QString period,
+                                             std::optional<QString> books) {
     return plainAction(daemon, postCall("period-close/run/close",
                                         withBooks({{QStringLiteral("period"), period}}, books)));
 }
 
-QCoro::Task<DaemonAction> setRunStatus(Daemon daemon, QString period, QString status,
-                                       QString activity, std::optional<QString> books) {
+QCoro::Task<Expected<void>> setRunStatus(Daemon daemon, QString period, QString status,
+                                         QString activity, std::optional<QString> books) {
     return plainAction(daemon, postCall("period-close/run/status",
                                         withBooks({{QStringLiteral("period"), period},
                                                    {QStringLiteral("status"), status},
@@ -760,8 +759,8 @@ QCoro::Task<DaemonAction> setRunStatus(Daemon daemon, QString period, QString st
                                                   books)));
 }
 
-QCoro::Task<DaemonAction> addCorrespondence(Daemon daemon, QString period, QString kind,
-                                            QString text, std::optional<QString> books) {
+QCoro::Task<Expected<void>> addCorrespondence(Daemon daemon, QString period, QString kind,
+                                              QString text, std::optional<QString> books) {
     return plainAction(daemon, postCall("period-close/run/correspondence",
                                         withBooks({{QStringLiteral("period"), period},
                                                    {QStringLiteral("kind"), kind},
@@ -781,36 +780,36 @@ QCoro::Task<std::optional<QJsonArray>> breadcrumbSources(Daemon daemon) {
     co_return JsonRead::array(*body, QLatin1String("sources"));
 }
 
-QCoro::Task<DaemonAction> addBreadcrumbSource(Daemon daemon, QJsonObject fields) {
+QCoro::Task<Expected<void>> addBreadcrumbSource(Daemon daemon, QJsonObject fields) {
     return plainAction(daemon, postCall("breadcrumbs/sources", std::move(fields)));
 }
 
-QCoro::Task<DaemonAction> syncBreadcrumbs(Daemon daemon, QString sourceId) {
+QCoro::Task<Expected<void>> syncBreadcrumbs(Daemon daemon, QString sourceId) {
     return plainAction(
         daemon, postCall("breadcrumbs/sync", QJsonObject{{QStringLiteral("source_id"), sourceId}}));
 }
 
-QCoro::Task<DaemonAction> toggleBreadcrumbSource(Daemon daemon, QString id) {
+QCoro::Task<Expected<void>> toggleBreadcrumbSource(Daemon daemon, QString id) {
     return plainAction(daemon, postCall("breadcrumbs/sources/{id}/toggle", {}, {id}));
 }
 
-QCoro::Task<DaemonAction> deleteBreadcrumbSource(Daemon daemon, QString id) {
+QCoro::Task<Expected<void>> deleteBreadcrumbSource(Daemon daemon, QString id) {
     return plainAction(
         daemon,
         Call{"DELETE", QStringLiteral("breadcrumbs/sources/{id}"), {id}, {}, {}, {}, {}, {}});
 }
 
-QCoro::Task<DaemonResult<MigrationStatus>> migrationStatus(Daemon daemon) {
-    QCoro::Task<DaemonResult<QJsonObject>> acting = act(daemon, getCall("migrations/status"));
-    const DaemonResult<QJsonObject> result = co_await acting;
+QCoro::Task<Expected<MigrationStatus>> migrationStatus(Daemon daemon) {
+    QCoro::Task<Expected<QJsonObject>> acting = act(daemon, getCall("migrations/status"));
+    const Expected<QJsonObject> result = co_await acting;
     if (!result.ok()) {
-        co_return DaemonResult<MigrationStatus>{result.failure, {}};
+        co_return fail(result.error());
     }
-    co_return DaemonResult<MigrationStatus>{std::nullopt, MigrationStatus::fromJson(result.value)};
+    co_return Expected<MigrationStatus>(MigrationStatus::fromJson(result.value()));
 }
 
-QCoro::Task<DaemonAction> runV4Migration(Daemon daemon, QString identityId, QString displayName,
-                                         QString primaryFolder) {
+QCoro::Task<Expected<void>> runV4Migration(Daemon daemon, QString identityId, QString displayName,
+                                           QString primaryFolder) {
     return plainAction(daemon,
                        postCall("migrations/v4/run",
                                 QJsonObject{{QStringLiteral("identity_id"), identityId},
@@ -818,24 +817,29 @@ QCoro::Task<DaemonAction> runV4Migration(Daemon daemon, QString identityId, QStr
                                             {QStringLiteral("primary_folder"), primaryFolder}}));
 }
 
-QCoro::Task<DaemonAction> runCloudIdJob(Daemon daemon, CloudIdJob job) {
+QCoro::Task<Expected<void>> runCloudIdJob(Daemon daemon, CloudIdJob job) {
     const char* path = job == CloudIdJob::backfill ? "migrations/cloud-id/backfill"
                        : job == CloudIdJob::dedup  ? "migrations/cloud-id/dedup"
                                                    : "migrations/cloud-id/rename";
     return plainAction(daemon, postCall(path));
 }
 
-QCoro::Task<DaemonResult<ObsidianStatus>> obsidianStatus(Daemon daemon) {
-    QCoro::Task<DaemonResult<QJsonObject>> acting = act(daemon, getCall("obsidian/status"));
-    const DaemonResult<QJsonObject> result = co_await acting;
-    co_return DaemonResult<ObsidianStatus>{result.failure, ObsidianStatus::fromJson(result.value)};
+QCoro::Task<Expected<ObsidianStatus>> obsidianStatus(Daemon daemon) {
+    QCoro::Task<Expected<QJsonObject>> acting = act(daemon, getCall("obsidian/status"));
+    const Expected<QJsonObject> result = co_await acting;
+    if (!result.ok()) {
+        co_return fail(result.error());
+    }
+    co_return ObsidianStatus::fromJson(result.value());
 }
 
-QCoro::Task<DaemonResult<ObsidianInstallResult>> installObsidian(Daemon daemon) {
-    QCoro::Task<DaemonResult<QJsonObject>> acting = act(daemon, postCall("obsidian/install"));
-    const DaemonResult<QJsonObject> result = co_await acting;
-    co_return DaemonResult<ObsidianInstallResult>{result.failure,
-                                                  ObsidianInstallResult::fromJson(result.value)};
+QCoro::Task<Expected<ObsidianInstallResult>> installObsidian(Daemon daemon) {
+    QCoro::Task<Expected<QJsonObject>> acting = act(daemon, postCall("obsidian/install"));
+    const Expected<QJsonObject> result = co_await acting;
+    if (!result.ok()) {
+        co_return fail(result.error());
+    }
+    co_return ObsidianInstallResult::fromJson(result.value());
 }
 
 QCoro::Task<VerifyResult> verify(Daemon daemon, VerifyProof proof, QJsonObject body) {

@@ -4,14 +4,6 @@
 
 namespace mnemora {
 
-namespace {
-
-Expected<void> asExpected(const DaemonAction& action) {
-    return action.ok() ? Expected<void>() : fail(*action.failure);
-}
-
-} // namespace
-
 DreamerControl::DreamerControl(QObject* parent)
     : QObject(parent)
     , terminal_(new TerminalLauncher(this)) {}
@@ -34,10 +26,10 @@ QCoro::Task<Expected<void>> DreamerControl::trigger(QString cadence) {
     emit triggeringChanged();
     DreamerTrigger request;
     request.cadence = cadence;
-    QCoro::Task<DaemonAction> asking = DaemonEndpoints::triggerDreamer(daemon_, request);
-    const DaemonAction result = co_await asking;
+    QCoro::Task<Expected<void>> asking = DaemonEndpoints::triggerDreamer(daemon_, request);
+    const Expected<void> result = co_await asking;
     if (!self) {
-        co_return asExpected(result);
+        co_return result;
     }
     triggering_.remove(cadence);
     emit triggeringChanged();
@@ -45,18 +37,18 @@ QCoro::Task<Expected<void>> DreamerControl::trigger(QString cadence) {
         QCoro::Task<> refreshing = refresh();
         co_await refreshing;
     }
-    co_return asExpected(result);
+    co_return result;
 }
 
 QCoro::Task<Expected<void>> DreamerControl::stop(QString name) {
     QPointer<DreamerControl> self(this);
-    QCoro::Task<DaemonAction> killing = DaemonEndpoints::killSession(daemon_, name);
-    const DaemonAction result = co_await killing;
+    QCoro::Task<Expected<void>> killing = DaemonEndpoints::killSession(daemon_, name);
+    const Expected<void> result = co_await killing;
     if (self && result.ok()) {
         QCoro::Task<> refreshing = refresh();
         co_await refreshing;
     }
-    co_return asExpected(result);
+    co_return result;
 }
 
 QCoro::Task<Expected<void>> DreamerControl::attach(QString name) {

@@ -165,22 +165,22 @@ QCoro::Task<> MigrationService::refreshStatus() {
     if (steering) {
         setPhase({Phase::Kind::loading, {}, {}});
     }
-    QCoro::Task<DaemonResult<MigrationStatus>> fetching = DaemonEndpoints::migrationStatus(daemon_);
-    const DaemonResult<MigrationStatus> result = co_await fetching;
+    QCoro::Task<Expected<MigrationStatus>> fetching = DaemonEndpoints::migrationStatus(daemon_);
+    const Expected<MigrationStatus> result = co_await fetching;
     if (!self) {
         co_return;
     }
     if (!result.ok()) {
-        setLastError(*result.failure == unreachable
+        setLastError(result.error() == unreachable
                          ? unreachable
-                         : QStringLiteral("Status fetch failed: ") + *result.failure);
+                         : QStringLiteral("Status fetch failed: ") + result.error());
         if (steering) {
             setPhase(before);
         }
         co_return;
     }
     setLastError(std::nullopt);
-    status_ = result.value;
+    status_ = result.value();
     emit statusChanged();
     if (steering) {
         const std::optional<V4MigrationPreview> preview = v4Preview();
@@ -216,7 +216,7 @@ QCoro::Task<> MigrationService::runFollowUp(Job job) {
 }
 
 QCoro::Task<> MigrationService::run(QString event, QString startingMessage,
-                                    std::function<QCoro::Task<DaemonAction>()> send) {
+                                    std::function<QCoro::Task<Expected<void>>()> send) {
     QPointer<MigrationService> self(this);
     const std::optional<QUrl> base = daemon_ ? daemon_->baseUrl() : std::nullopt;
     if (!base) {
@@ -235,14 +235,14 @@ QCoro::Task<> MigrationService::run(QString event, QString startingMessage,
     sseTask_ = std::make_unique<EventStreamReader>();
     // Started and left: the listener guards this service and ends with the reader.
     listen(self, sseTask_.get(), DaemonHttp::endpoint(*base, QStringLiteral("progress")));
-    QCoro::Task<DaemonAction> sending = send();
-    const DaemonAction result = co_await sending;
+    QCoro::Task<Expected<void>> sending = send();
+    const Expected<void> result = co_await sending;
     if (!self || result.ok()) {
         co_return;
     }
     // The run never started: nothing will come on its stream.
     sseTask_.reset();
-    setPhase({Phase::Kind::failed, {}, *result.failure});
+    setPhase({Phase::Kind::failed, {}, result.error()});
 }
 
 QCoro::Task<> MigrationService::listen(QPointer<MigrationService> self, EventStreamReader* reader,

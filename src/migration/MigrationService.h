@@ -97,7 +97,7 @@ signals:
 
 private:
     QCoro::Task<> run(QString event, QString startingMessage,
-                      std::function<QCoro::Task<DaemonAction>()> send);
+                      std::function<QCoro::Task<Expected<void>>()> send);
     static QCoro::Task<> listen(QPointer<MigrationService> self, EventStreamReader* reader,
                                 QUrl url);
     EventStreamReader::Next onEvent(const QJsonObject& object);

@@ -23,6 +23,8 @@ inline Failure fail(QString words) {
 // none. Services hand failures back in it and never throw at their callers.
 template <typename T> class [[nodiscard]] Expected {
 public:
+    // A default value, for the places that must build one before they know the outcome.
+    Expected() = default;
     Expected(T value)
         : state_(std::in_place_index<0>, std::move(value)) {}
     Expected(Failure failure)

@@ -13,11 +13,13 @@
 #include "integrations/PromptSeedService.h"
 #include "integrations/SkillSeedService.h"
 #include "integrations/SourceSeedService.h"
+#include "introspection/IntrospectionServer.h"
 #include "migration/MigrationGate.h"
 #include "migration/MigrationService.h"
 #include "questions/QuestionService.h"
 #include "registry/DatabaseService.h"
 #include "runtime/AppDelegate.h"
+#include "runtime/VaultManager.h"
 #include "runtime/VaultServices.h"
 #include "runtime/VaultWindowModel.h"
 
@@ -27,6 +29,7 @@ MnemoraApp::MnemoraApp(QObject* parent)
     : QObject(parent)
     , appDelegate_(new AppDelegate(this))
     , services_(new VaultServices(std::nullopt, this))
+    , introspection_(new IntrospectionServer(this))
     , userDefaults_(std::make_unique<UserDefaults>())
     , skillSeeds_(new SkillSeedService(this))
     , promptSeeds_(new PromptSeedService(this))
@@ -93,6 +96,25 @@ void MnemoraApp::launch() {
     startUp();
 }
 
+void MnemoraApp::startIntrospection() {
+    introspection_->setHooks(
+        {[this](const QString& slug, const QString& displayName) -> Expected<QString> {
+             const DemoVault::Result made = VaultManager::shared().makeDemoVault(slug, displayName);
+             if (!made.ok()) {
+                 return fail(made.error);
+             }
+             services_->appState().setPendingOpenWindow(
+                 OpenWindowRequest{QStringLiteral("vault-window"), made.vaultPath});
+             return made.vaultPath;
+         },
+         [](const QString& vaultPath) {
+             VaultManager* vaults = VaultManager::existing();
+             return vaults && vaults->hasRuntime(vaultPath) && vaults->restartBridge(vaultPath);
+         }});
+    introspection_->attach(std::nullopt, services_->windowContext());
+    introspection_->start();
+}
+
 QCoro::Task<> MnemoraApp::applyFirstRunDefaults() {
     // Its outcome is already in the log and the configuration; start-up goes on either way.
     QCoro::Task<DefaultsBootstrap::Outcome> bootstrap =
@@ -148,6 +170,10 @@ QCoro::Task<> MnemoraApp::startUp() {
                         VaultServices::now(QStringLiteral("delegate wired"), [this] {
                             appDelegate_->setDaemon(&services_->daemonProcess());
                         }));
+    // Automation works while the daemon is still coming up.
+    primaryOnly.emplace(Slot::afterWiring,
+                        VaultServices::now(QStringLiteral("introspection server"),
+                                           [this] { startIntrospection(); }));
     // The onboarding overlay for a user who has not finished it.
     primaryOnly.emplace(
         Slot::afterWiring, VaultServices::now(QStringLiteral("onboarding flag read"), [this] {

@@ -14,6 +14,7 @@ namespace mnemora {
 
 class AppDelegate;
 class DreamerControl;
+class IntrospectionServer;
 class MigrationGate;
 class MigrationService;
 class PowerMonitor;
@@ -53,6 +54,7 @@ public:
     MigrationService& migration() const { return *migration_; }
     MigrationGate& migrationGate() const { return *migrationGate_; }
     PowerMonitor& powerMonitor() const { return *powerMonitor_; }
+    IntrospectionServer& introspection() const { return *introspection_; }
 
     bool migrationReady() const { return migrationReady_; }
     void setMigrationReady(bool ready);
@@ -79,9 +81,11 @@ private:
     QCoro::Task<> applyFirstRunDefaults();
     QCoro::Task<> refreshSeeds();
     void addPrimarySteps(VaultServices::ExtraSteps& steps);
+    void startIntrospection();
 
     AppDelegate* appDelegate_ = nullptr;
     VaultServices* services_ = nullptr;
+    IntrospectionServer* introspection_ = nullptr;
     std::unique_ptr<UserDefaults> userDefaults_;
     SkillSeedService* skillSeeds_ = nullptr;
     PromptSeedService* promptSeeds_ = nullptr;

@@ -16,6 +16,19 @@ VaultRuntime::VaultRuntime(const QString& vaultRoot, QObject* parent)
     , vaultRoot_(vaultRoot)
     , services_(new VaultServices(vaultRoot, this)) {}
 
+WindowContext VaultRuntime::windowContext() {
+    WindowContext context = services_->windowContext();
+    context.runtime = this;
+    context.reviveIfNeeded = [runtime = QPointer<VaultRuntime>(this)]() -> QCoro::Task<> {
+        return runtime ? runtime->reviveIfNeeded() : VaultRuntime::nothingToRevive();
+    };
+    return context;
+}
+
+QCoro::Task<> VaultRuntime::nothingToRevive() {
+    co_return;
+}
+
 ConfigService& VaultRuntime::config() const {
     return services_->config();
 }

@@ -40,6 +40,9 @@ public:
 
     bool daemonIsRunning() const;
 
+    // The vault window's context for automation: the services, this runtime and its revival.
+    WindowContext windowContext();
+
     // Restarts the whole vault when its daemon is gone; asked before automation talks to it.
     QCoro::Task<> reviveIfNeeded();
 
@@ -51,6 +54,7 @@ signals:
 
 private:
     void setStarted(bool started);
+    static QCoro::Task<> nothingToRevive();
 
     QString vaultRoot_;
     VaultServices* services_ = nullptr;

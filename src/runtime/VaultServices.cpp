@@ -47,6 +47,17 @@ VaultServices::VaultServices(const std::optional<QString>& vaultRoot, QObject* p
 
 VaultServices::~VaultServices() = default;
 
+WindowContext VaultServices::windowContext() const {
+    WindowContext context;
+    context.appState = appState_;
+    context.database = database_;
+    context.daemon = daemon_;
+    context.daemonProcess = daemonProcess_;
+    context.questionService = questions_;
+    context.config = config_;
+    return context;
+}
+
 StartupStep VaultServices::now(QString name, std::function<void()> action) {
     return {std::move(name), [action = std::move(action)] {
                 action();

@@ -6,6 +6,8 @@
 
 #include <QCoroTask>
 
+#include "introspection/WindowContext.h"
+
 #include <functional>
 #include <map>
 #include <optional>
@@ -58,6 +60,9 @@ public:
     AppStateStore& appState() const { return *appState_; }
     ProcessingStore& processing() const { return *processing_; }
     QuestionService& questions() const { return *questions_; }
+
+    // What automation reads and drives of a window showing these services.
+    WindowContext windowContext() const;
 
     // The whole start-up order, the shared steps with `extra` at their places.
     std::vector<StartupStep> startupSteps(const ExtraSteps& extra);

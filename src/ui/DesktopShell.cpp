@@ -8,15 +8,20 @@
 #include <QQuickWindow>
 #include <QSystemTrayIcon>
 #include <QTimer>
+#include <QtQml/qqml.h>
 
 #include "app/Brand.h"
 #include "app/Log.h"
 #include "app/OpenWindowRequest.h"
+#include "introspection/IntrospectionServer.h"
 #include "runtime/MnemoraApp.h"
 #include "runtime/VaultManager.h"
+#include "runtime/VaultRuntime.h"
 #include "runtime/VaultWindowModel.h"
 #include "ui/TrayItem.h"
 #include "ui/WindowShell.h"
+#include "voice/AnswerControlModel.h"
+#include "voice/PushToTalkModel.h"
 
 namespace mnemora {
 
@@ -59,6 +64,20 @@ DesktopShell::~DesktopShell() {
     qDeleteAll(vaultWindows_);
 }
 
+void DesktopShell::registerVoiceTypes() {
+    static bool registered = false;
+    if (registered) {
+        return;
+    }
+    registered = true;
+    const char* uri = "Mnemora.Voice";
+    qmlRegisterType<AnswerControlModel>(uri, 1, 0, "AnswerControlModel");
+    qmlRegisterType<PushToTalkModel>(uri, 1, 0, "PushToTalkModel");
+    const QString made = QStringLiteral("made by the controls");
+    qmlRegisterUncreatableType<HoldToRecordController>(uri, 1, 0, "HoldToRecordController", made);
+    qmlRegisterUncreatableType<AudioRecorder>(uri, 1, 0, "AudioRecorder", made);
+}
+
 void DesktopShell::applyStyle() {
     // The style is the process's and can be chosen only before the first window loads.
     static bool styled = false;
@@ -73,6 +92,7 @@ void DesktopShell::applyStyle() {
 
 void DesktopShell::start() {
     applyStyle();
+    registerVoiceTypes();
     engine_ = std::make_unique<QQmlEngine>();
     mainShell_ = new WindowShell(WindowServices::primary(app_), nullptr, this);
     connectShell(mainShell_);
@@ -139,7 +159,18 @@ void DesktopShell::openVaultWindow(const QString& path) {
         return;
     }
     vaultWindows_.insert(path, window);
+    // Automation sees a vault window while it shows, once its runtime is up.
+    const auto enter = [this, model, window, path] {
+        if (window->isVisible() && model->started()) {
+            app_.introspection().attach(path, model->runtime()->windowContext());
+        } else if (!window->isVisible()) {
+            app_.introspection().detach(path);
+        }
+    };
+    connect(model, &VaultWindowModel::startedChanged, window, enter);
+    connect(window, &QWindow::visibleChanged, model, enter);
     raise(window);
+    enter();
     shell->servePending();
 }
 

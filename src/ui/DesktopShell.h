@@ -44,6 +44,8 @@ public:
 
     // The look every window shares: the Fusion style with the desktop's font and palette.
     static void applyStyle();
+    // The voice controls' models, made by the QML that shows them.
+    static void registerVoiceTypes();
 
 private:
     QQuickWindow* createWindow(WindowShell* shell);

@@ -1,6 +1,7 @@
 #include "ui/HomeModel.h"
 
 #include "app/AppStateStore.h"
+#include "app/ConfigService.h"
 #include "daemon/DaemonEndpoints.h"
 #include "daemon/DaemonService.h"
 #include "questions/QuestionService.h"
@@ -12,34 +13,33 @@ namespace mnemora {
 
 namespace {
 
-QVariantList suggestedActions(const Question& question) {
-    QVariantList actions;
-    for (const SuggestedAction& action :
-         QuestionService::parseSuggestedActions(question.suggestedActionsRaw)) {
-        actions << QVariantMap{{QStringLiteral("label"), action.label},
-                               {QStringLiteral("answer"), action.answer}};
-    }
-    return actions;
-}
-
-QVariantMap questionRow(const Question& question) {
-    return {{QStringLiteral("slug"), question.slug},
-            {QStringLiteral("text"), question.text},
-            {QStringLiteral("label"),
-             QuestionService::kindLabel(question.kind, question.askedBy).value_or(QString())},
-            {QStringLiteral("context"), question.context.value_or(QString())},
-            {QStringLiteral("suggested"), suggestedActions(question)}};
-}
-
 QString countLine(qsizetype count) {
     return QString::number(count) +
            (count == 1 ? QStringLiteral(" open question") : QStringLiteral(" open questions"));
 }
 
+QString vaultOf(const WindowServices& services) {
+    if (services.vaultRoot) {
+        return *services.vaultRoot;
+    }
+    return services.config ? services.config->vaultRoot() : QString();
+}
+
 } // namespace
 
 HomeModel::HomeModel(const WindowServices& services, QObject* parent)
-    : ScreenModel(SidebarItem::home, services, parent) {
+    : ScreenModel(SidebarItem::home, services, parent)
+    , inbox_(new QuestionsInbox({QStringLiteral("Open questions"), QuestionsInbox::kHomeEmptyText,
+                                 std::nullopt, true, true, true},
+                                services.questions, services.daemon, vaultOf(services), brand(),
+                                this)) {
+    QPointer<HomeModel> self(this);
+    inbox_->setOnChanged([self]() -> QCoro::Task<> {
+        if (self) {
+            self->reload();
+        }
+        co_return;
+    });
     connect(services.database, &DatabaseService::openQuestionsChanged, this, &HomeModel::rebuild);
     rebuild();
 }
@@ -50,10 +50,11 @@ bool HomeModel::canOpenDemo() const {
 
 void HomeModel::rebuild() {
     const QList<Question> open = services().openQuestions();
+    inbox_->setQuestions(open);
     QVariantList rows;
     QList<std::optional<QString>> kinds;
     for (const Question& question : open) {
-        rows << questionRow(question);
+        rows << QVariantMap{{QStringLiteral("slug"), question.slug}};
         kinds << question.kind;
     }
     QStringList summary;
@@ -67,62 +68,8 @@ void HomeModel::rebuild() {
     setRows(rows, summary);
 }
 
-std::optional<Question> HomeModel::find(const QString& slug) const {
-    for (const Question& question : services().openQuestions()) {
-        if (question.slug == slug) {
-            return question;
-        }
-    }
-    return std::nullopt;
-}
-
-bool HomeModel::answer(const QString& slug, const QString& text) {
-    const std::optional<Question> question = find(slug);
-    if (!question) {
-        return false;
-    }
-    const QuestionService::Outcome outcome = services().questions->answerQuestion(*question, text);
-    setErrorText(outcome ? outcome->text() : QString());
-    rebuild();
-    return !outcome;
-}
-
-bool HomeModel::dismiss(const QString& slug, const QString& reason) {
-    const std::optional<Question> question = find(slug);
-    if (!question) {
-        return false;
-    }
-    const QuestionService::Outcome outcome =
-        services().questions->dismissQuestion(*question, reason);
-    setErrorText(outcome ? outcome->text() : QString());
-    rebuild();
-    return !outcome;
-}
-
 void HomeModel::join(const QString& slug) {
-    // Started and left: the terminal opens on its own; the coroutine guards this model.
-    joinSession(slug);
-}
-
-QCoro::Task<> HomeModel::joinSession(QString slug) {
-    QPointer<HomeModel> self(this);
-    const std::optional<Question> question = find(slug);
-    if (!question) {
-        co_return;
-    }
-    QCoro::Task<std::optional<DreamerSessions>> listing =
-        DaemonEndpoints::dreamerSessions(services().daemon);
-    const std::optional<DreamerSessions> live = co_await listing;
-    if (!self) {
-        co_return;
-    }
-    QCoro::Task<TerminalLauncher::Result> joining =
-        services().questions->joinSession(*question, live ? live->sessions : QStringList());
-    const TerminalLauncher::Result result = co_await joining;
-    if (!self) {
-        co_return;
-    }
-    setErrorText(result ? result->text() : QString());
+    inbox_->join(slug);
 }
 
 void HomeModel::openDemo() {
@@ -146,6 +93,23 @@ QCoro::Task<> HomeModel::load() {
         co_return;
     }
     rebuild();
+    QCoro::Task<> naming = loadBooksNames();
+    co_await naming;
+}
+
+QCoro::Task<> HomeModel::loadBooksNames() {
+    QPointer<HomeModel> self(this);
+    QCoro::Task<std::optional<QList<BooksRef>>> listing =
+        DaemonEndpoints::closeBooks(services().daemon);
+    const std::optional<QList<BooksRef>> books = co_await listing;
+    if (!self || !books) {
+        co_return;
+    }
+    QStringList names;
+    for (const BooksRef& set : *books) {
+        names << (set.name.isEmpty() ? set.slug : set.name);
+    }
+    inbox_->setBooksNames(names);
 }
 
 } // namespace mnemora

@@ -203,12 +203,12 @@ void IntegrationsModel::setShowAttach(bool show) {
 
 QCoro::Task<> IntegrationsModel::kill(QString name) {
     QPointer<IntegrationsModel> self(this);
-    QCoro::Task<DaemonAction> killing = DaemonEndpoints::killSession(services().daemon, name);
-    const DaemonAction result = co_await killing;
+    QCoro::Task<Expected<void>> killing = DaemonEndpoints::killSession(services().daemon, name);
+    const Expected<void> result = co_await killing;
     if (!self) {
         co_return;
     }
-    setErrorText(result.failure.value_or(QString()));
+    setErrorText(result.error());
     QCoro::Task<> reloading = load();
     co_await reloading;
 }

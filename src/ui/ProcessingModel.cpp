@@ -220,31 +220,30 @@ void ProcessingModel::rescanPhotos() {
 }
 
 QCoro::Task<> ProcessingModel::maintain(std::optional<ProcessingScreen::Maintenance> job,
-                                        QCoro::Task<DaemonAction> request) {
+                                        QCoro::Task<Expected<void>> request) {
     QPointer<ProcessingModel> self(this);
-    const DaemonAction result = co_await request;
+    const Expected<void> result = co_await request;
     if (!self) {
         co_return;
     }
-    if (!result.failure) {
+    if (result.ok()) {
         setErrorText(QString());
     } else {
-        setErrorText(job ? ProcessingScreen::maintenanceFailure(*job, *result.failure)
-                         : *result.failure);
+        setErrorText(job ? ProcessingScreen::maintenanceFailure(*job, result.error())
+                         : result.error());
     }
 }
 
 QCoro::Task<> ProcessingModel::retry(QString kind) {
     QPointer<ProcessingModel> self(this);
-    QCoro::Task<DaemonResult<qint64>> retrying =
-        DaemonEndpoints::retryKind(services().daemon, kind);
-    const DaemonResult<qint64> result = co_await retrying;
+    QCoro::Task<Expected<qint64>> retrying = DaemonEndpoints::retryKind(services().daemon, kind);
+    const Expected<qint64> result = co_await retrying;
     if (!self) {
         co_return;
     }
-    setErrorText(result.failure ? ProcessingScreen::maintenanceFailure(
-                                      ProcessingScreen::Maintenance::retry, *result.failure)
-                                : QString());
+    setErrorText(result.ok() ? QString()
+                             : ProcessingScreen::maintenanceFailure(
+                                   ProcessingScreen::Maintenance::retry, result.error()));
 }
 
 } // namespace mnemora

@@ -80,7 +80,7 @@ private:
     static QCoro::Task<> pollPass(QPointer<ProcessingModel> self);
     // Without a job the failure's own words are shown.
     QCoro::Task<> maintain(std::optional<ProcessingScreen::Maintenance> job,
-                           QCoro::Task<DaemonAction> request);
+                           QCoro::Task<Expected<void>> request);
     QCoro::Task<> retry(QString kind);
     void rebuildRows();
     void addActivity(const QString& line);

@@ -16,9 +16,9 @@ using test::HttpServer;
 using test::runTask;
 
 // Every operation reduced to one word of what it gave: "ok", "present", "absent" or the failure.
-template <typename T> QCoro::Task<QString> said(QCoro::Task<DaemonResult<T>> task) {
-    const DaemonResult<T> result = co_await task;
-    co_return result.failure.value_or(QStringLiteral("ok"));
+template <typename T> QCoro::Task<QString> said(QCoro::Task<Expected<T>> task) {
+    const Expected<T> result = co_await task;
+    co_return result.ok() ? QStringLiteral("ok") : result.error();
 }
 template <typename T> QCoro::Task<QString> said(QCoro::Task<std::optional<T>> task) {
     const std::optional<T> result = co_await task;
@@ -337,7 +337,7 @@ TEST_F(DaemonEndpointsTest, SourcesMigrationAndSetupFamily) {
         pointAt(server);
     }
     server.close();
-    EXPECT_EQ(runTask(runV4Migration(&daemon, {}, {}, {})).failure,
+    EXPECT_EQ(runTask(runV4Migration(&daemon, {}, {}, {})).error(),
               QStringLiteral("Request failed: Connection refused"));
 }
 
@@ -414,15 +414,15 @@ TEST_F(DaemonEndpointsTest, ReadsTakeTheirFieldsAndDefaults) {
         "old_folders": [{"name": "Photos", "photo_count": 10, "enrichment_score": 80}],
         "legacy_dirs": [{"name": "old", "file_count": 3}], "recommended_primary_idx": 0,
         "identity_id": "me", "identity_display_name": "Me"}, "completed_migrations": ["v3"]})");
-    const DaemonResult<MigrationStatus> migration = runTask(migrationStatus(&daemon));
+    const Expected<MigrationStatus> migration = runTask(migrationStatus(&daemon));
     ASSERT_TRUE(migration.ok());
-    EXPECT_EQ(migration.value.v3Needed, false);
-    EXPECT_EQ(migration.value.v5CloudIdDone, std::nullopt);
-    ASSERT_TRUE(migration.value.v4Preview);
-    EXPECT_TRUE(migration.value.v4Preview->needsMigration);
-    EXPECT_EQ(migration.value.v4Preview->oldFolders.value(0).enrichmentScore, 80);
-    EXPECT_EQ(migration.value.v4Preview->legacyDirs.value(0).fileCount, 3);
-    EXPECT_EQ(migration.value.completedMigrations, QStringList{QStringLiteral("v3")});
+    EXPECT_EQ(migration.value().v3Needed, false);
+    EXPECT_EQ(migration.value().v5CloudIdDone, std::nullopt);
+    ASSERT_TRUE(migration.value().v4Preview);
+    EXPECT_TRUE(migration.value().v4Preview->needsMigration);
+    EXPECT_EQ(migration.value().v4Preview->oldFolders.value(0).enrichmentScore, 80);
+    EXPECT_EQ(migration.value().v4Preview->legacyDirs.value(0).fileCount, 3);
+    EXPECT_EQ(migration.value().completedMigrations, QStringList{QStringLiteral("v3")});
 
     answer = HttpServer::json(R"({"current_context": {"body": "Now", "path": "Life/now.md"},
         "biography": "not a section", "life_dir": "Life"})");
@@ -436,25 +436,25 @@ TEST_F(DaemonEndpointsTest, ReadsTakeTheirFieldsAndDefaults) {
 
 TEST_F(DaemonEndpointsTest, ActionsReadWhatTheirAnswerCarries) {
     answer = HttpServer::json(R"({"reset": 7})");
-    EXPECT_EQ(runTask(retryKind(&daemon, QStringLiteral("visual"))).value, 7);
+    EXPECT_EQ(runTask(retryKind(&daemon, QStringLiteral("visual"))).value(), 7);
     answer = HttpServer::json(R"({"error": "Mail server down"})");
-    EXPECT_EQ(runTask(submitBugReport(&daemon, {}, {})).failure,
+    EXPECT_EQ(runTask(submitBugReport(&daemon, {}, {})).error(),
               QStringLiteral("Mail server down"));
     answer = HttpServer::json(R"({"response": "queued"})");
-    EXPECT_EQ(runTask(submitBugReport(&daemon, {}, {})).value,
+    EXPECT_EQ(runTask(submitBugReport(&daemon, {}, {})).value(),
               QStringLiteral("Report submitted. Thank you!"));
     answer = HttpServer::json(R"({"session_name": " "})");
-    EXPECT_EQ(runTask(launchTroubleshooter(&daemon, {})).failure,
+    EXPECT_EQ(runTask(launchTroubleshooter(&daemon, {})).error(),
               QStringLiteral("Daemon did not return a session name"));
     answer = HttpServer::json(R"({"ok": true})");
-    EXPECT_EQ(runTask(transcribeFile(&daemon, {})).failure,
+    EXPECT_EQ(runTask(transcribeFile(&daemon, {})).error(),
               QStringLiteral("transcription returned no text"));
     answer = HttpServer::json(R"({"ok": true})");
     EXPECT_FALSE(
         runTask(recordTranscription(&daemon, "A", QStringLiteral("m4a"), false, 30s)).ok());
     EXPECT_EQ(server.requests().last().path, "/transcriptions/record?ext=m4a");
     answer = HttpServer::json(R"({"error": "No preview while indexing"})");
-    EXPECT_EQ(runTask(bugReportPreview(&daemon))->failure,
+    EXPECT_EQ(runTask(bugReportPreview(&daemon))->error(),
               QStringLiteral("No preview while indexing"));
 }
 
@@ -462,31 +462,25 @@ TEST_F(DaemonEndpointsTest, StreamingTranscriptionReadsTheSharedEventLines) {
     const struct {
         QByteArray stream;
         int status;
-        DaemonResult<QString> expected;
+        Expected<QString> expected;
         int progressEvents;
     } cases[] = {
         {"data: {\"type\": \"queued\"}\n: ping\ndata: {\"type\": \"progress\"}\n"
          "data: {\"type\": \"done\", \"text\": \"Hello there\"}\n",
-         200,
-         {std::nullopt, QStringLiteral("Hello there")},
-         2},
-        {"data: {\"type\": \"error\"}\n", 200, {QStringLiteral("transcription failed"), {}}, 0},
-        {"data: {\"type\": \"error\", \"error\": \"No audio\"}\n",
-         200,
-         {QStringLiteral("No audio"), {}},
-         0},
-        {"data: {\"type\": \"queued\"}\n",
-         200,
-         {QStringLiteral("transcription stream ended without a result"), {}},
-         1},
-        {"{}", 503, {QStringLiteral("transcription stream failed (503)"), {}}, 0},
+         200, QStringLiteral("Hello there"), 2},
+        {"data: {\"type\": \"error\"}\n", 200, fail(QStringLiteral("transcription failed")), 0},
+        {"data: {\"type\": \"error\", \"error\": \"No audio\"}\n", 200,
+         fail(QStringLiteral("No audio")), 0},
+        {"data: {\"type\": \"queued\"}\n", 200,
+         fail(QStringLiteral("transcription stream ended without a result")), 1},
+        {"{}", 503, fail(QStringLiteral("transcription stream failed (503)")), 0},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.stream.constData());
         answer = HttpServer::json(c.stream, c.status);
         answer.contentType = "text/event-stream";
         int progress = 0;
-        const DaemonResult<QString> result = runTask(transcribeFileStreaming(
+        const Expected<QString> result = runTask(transcribeFileStreaming(
             &daemon, QStringLiteral("/v/a.m4a"), [&](const QJsonObject&) { ++progress; }));
         EXPECT_EQ(result, c.expected);
         EXPECT_EQ(progress, c.progressEvents);
@@ -494,7 +488,7 @@ TEST_F(DaemonEndpointsTest, StreamingTranscriptionReadsTheSharedEventLines) {
         EXPECT_EQ(server.requests().last().body, R"({"path":"/v/a.m4a"})");
     }
     QFile::remove(portFile);
-    EXPECT_EQ(runTask(transcribeFileStreaming(&daemon, {}, {})).failure, refusedConnection);
+    EXPECT_EQ(runTask(transcribeFileStreaming(&daemon, {}, {})).error(), refusedConnection);
 }
 
 } // namespace

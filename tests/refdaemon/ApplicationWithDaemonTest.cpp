@@ -147,8 +147,8 @@ TEST_F(ApplicationWithDaemon, TheSupervisorReplacesAKilledDaemonAndASpokenClipIs
         DaemonEndpoints::transcribeFileStreaming(&daemon_, clip, [&seen](const QJsonObject& event) {
             seen << event.value("type").toString() + ":" + event.value("status").toString();
         }));
-    ASSERT_TRUE(result.ok()) << result.failure->toStdString();
-    EXPECT_EQ(result.value, "one two three");
+    ASSERT_TRUE(result.ok()) << result.error().toStdString();
+    EXPECT_EQ(result.value(), "one two three");
     EXPECT_EQ(seen, (QStringList{"queued:", "progress:converting_audio",
                                  "progress:transcription_started"}));
 }

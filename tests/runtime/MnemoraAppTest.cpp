@@ -12,9 +12,10 @@
 #include "app/AppStateStore.h"
 #include "app/ConfigService.h"
 #include "app/UserDefaults.h"
+#include "introspection/IntrospectionServer.h"
+#include "migration/MigrationGate.h"
 #include "platform/Processes.h"
 #include "registry/DatabaseService.h"
-#include "migration/MigrationGate.h"
 #include "runtime/MnemoraApp.h"
 #include "support/BundleOverride.h"
 #include "support/EventLoop.h"
@@ -38,6 +39,13 @@ TEST(MnemoraApp, StartUpRunsItsStepsInOrderAndRecordsFailuresInTheServices) {
     EXPECT_EQ(steps.first(), "configuration loaded");
     EXPECT_EQ(steps.mid(steps.size() - 3),
               QStringList({"power monitor", "first-run defaults", "seeds"}));
+    // Automation is up before the daemon is waited for, and scripts find its port.
+    const auto serverStep = steps.indexOf("introspection server");
+    EXPECT_GT(serverStep, steps.indexOf("services wired"));
+    EXPECT_LT(serverStep, steps.indexOf(QRegularExpression("daemon: .*")));
+    ASSERT_TRUE(app.introspection().isRunning());
+    EXPECT_EQ(TestEnvironment::readFile(env.cacheHome() + "/tallo.ai/native_introspection.port"),
+              QByteArray::number(*app.introspection().port()));
     // No configuration file yet: the service says so and start-up went on.
     EXPECT_TRUE(app.config().lastError().startsWith("Config not loaded: "));
     EXPECT_TRUE(app.appState().showOnboarding());

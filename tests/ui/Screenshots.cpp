@@ -9,6 +9,8 @@
 #include <QImage>
 #include <QPalette>
 #include <QProcess>
+#include <QQuickItem>
+#include <QQuickWindow>
 #include <QTextStream>
 
 #include <algorithm>
@@ -21,6 +23,7 @@
 #include "ui/CommandBarModel.h"
 #include "ui/UiFixture.h"
 #include "ui/WindowShell.h"
+#include "voice/AnswerControlModel.h"
 
 using namespace mnemora;
 
@@ -54,6 +57,8 @@ bool save(const QImage& image, const QString& path) {
     return true;
 }
 
+bool shootAnswerPhases(test::UiFixture& fixture, const QString& folder, const QString& prefix);
+
 bool shoot(Brand brand, bool populated, const QString& folder, const QString& prefix) {
     test::UiFixture fixture(brand, populated);
     fixture.start();
@@ -79,8 +84,87 @@ bool shoot(Brand brand, bool populated, const QString& folder, const QString& pr
             return command.id.startsWith(QLatin1String("qjoin:"));
         });
     });
-    return save(fixture.grab(),
-                folder + QLatin1Char('/') + prefix + QStringLiteral("-command-bar.png"));
+    if (!save(fixture.grab(),
+              folder + QLatin1Char('/') + prefix + QStringLiteral("-command-bar.png"))) {
+        return false;
+    }
+    fixture.shell().setShowCommandBar(false);
+    return shootAnswerPhases(fixture, folder, prefix);
+}
+
+// The answer field of Home's first card in each of its phases, driven through a fake microphone
+// and the fake daemon's progress stream.
+bool shootAnswerPhases(test::UiFixture& fixture, const QString& folder, const QString& prefix) {
+    fixture.show(SidebarItem::home);
+    // The models are resources of their fields, which hang in the visual tree only.
+    QList<AnswerControlModel*> controls;
+    QList<QQuickItem*> pending{fixture.window().contentItem()};
+    while (!pending.isEmpty()) {
+        QQuickItem* item = pending.takeFirst();
+        controls << item->findChildren<AnswerControlModel*>(Qt::FindDirectChildrenOnly);
+        pending << item->childItems();
+    }
+    if (controls.isEmpty()) {
+        std::fprintf(stderr, "no answer control on Home\n");
+        return false;
+    }
+    AnswerControlModel& control = *controls.first();
+    auto* mic = static_cast<test::FakeRecorder*>(control.holder()->recorder());
+    QDateTime now = QDateTime::currentDateTimeUtc();
+    control.holder()->setClock([&now] { return now; });
+    control.setSayingDelay(std::chrono::milliseconds(0));
+    int n = 0;
+    const auto shot = [&](const char* phase) {
+        QCoreApplication::processEvents();
+        return save(fixture.grab(), QStringLiteral("%1/%2-answer-%3-%4.png")
+                                        .arg(folder, prefix)
+                                        .arg(++n)
+                                        .arg(QString::fromLatin1(phase)));
+    };
+    const auto status = [&](const char* state, const char* text) {
+        fixture.daemon().sendToStreams(
+            QByteArray(R"(data: {"event": "asset-status-updated", "payload": {"file_path": ")") +
+            test::UiFixture::kClipPath.toUtf8() + R"(", "status": ")" + state +
+            R"(", "partial_text": ")" + text + "\"}}\n\n");
+    };
+    bool ok = shot("resting");
+    control.holder()->press();
+    mic->tickTo(3);
+    for (double level : {0.1, 0.3, 0.7, 0.5, 0.9, 0.4, 0.2, 0.6, 0.8, 0.3}) {
+        mic->meterAt(level);
+        control.holder()->sampleLevel();
+    }
+    ok = ok && shot("listening");
+    control.holder()->release();
+    ok = ok && shot("too-quick");
+    // The clip's own stream comes beside the streams the application keeps open.
+    int streams = fixture.daemon().requestCount("/progress");
+    control.holder()->press();
+    mic->meterAt(0.6);
+    control.holder()->sampleLevel();
+    now = now.addSecs(2);
+    control.holder()->release();
+    test::waitUntil([&] { return control.sayingWritingThatDown(); });
+    ok = ok && shot("transcribing");
+    test::waitUntil([&] { return fixture.daemon().requestCount("/progress") > streams; });
+    status("done", "It is in the shoebox");
+    test::waitUntil([&] { return !control.transcribing(); });
+    ok = ok && shot("transcribed");
+    control.holder()->press();
+    mic->meterAt(0.6);
+    control.holder()->sampleLevel();
+    now = now.addSecs(2);
+    streams = fixture.daemon().requestCount("/progress");
+    control.holder()->release();
+    test::waitUntil([&] { return fixture.daemon().requestCount("/progress") > streams; });
+    status("failed", "");
+    test::waitUntil([&] { return !control.transcribing(); });
+    ok = ok && shot("failed");
+    control.setText(QString());
+    mic->status = MicStatus::denied;
+    control.holder()->press();
+    control.holder()->release();
+    return ok && shot("mic-off");
 }
 
 Brand brandNamed(const QString& word) {

@@ -92,6 +92,8 @@ const char* const kEvents[] = {
 
 } // namespace
 
+const QString UiFixture::kClipPath = QStringLiteral("/vault/.clips/answer.m4a");
+
 UiFixture::UiFixture(Brand brand, bool populated)
     : brand_(brand)
     , populated_(populated) {
@@ -100,6 +102,12 @@ UiFixture::UiFixture(Brand brand, bool populated)
                                                QString::fromLatin1(product.name),
                                                QString::fromLatin1(product.name));
     vault_ = env_.home() + QStringLiteral("/Vault");
+    // The screens' microphones are fakes: this machine may have no sound server at all.
+    AudioRecorder::setFactory([this] {
+        auto made = std::make_unique<FakeRecorder>();
+        microphones_ << made.get();
+        return made;
+    });
     daemon_.setHandler([this](const HttpServer::Request& request) { return answer(request); });
     UserDefaults(bundleIdentifier()).setBool(UserDefaults::onboardingComplete, true);
     writeVault();
@@ -116,6 +124,7 @@ UiFixture::UiFixture(Brand brand, bool populated)
 UiFixture::~UiFixture() {
     desktop_.reset();
     app_.reset();
+    AudioRecorder::setFactory({});
 }
 
 void UiFixture::writeVault() {
@@ -226,6 +235,9 @@ HttpServer::Response UiFixture::answer(const HttpServer::Request& request) const
     }
     if (path == "/progress") {
         return {200, {}, "text/event-stream", true, 0};
+    }
+    if (path == "/transcriptions/record") {
+        return HttpServer::json(R"({"ok": true, "file_path": ")" + kClipPath.toUtf8() + "\"}");
     }
     if (path == "/gpu-scheduler") {
         QJsonArray recent;

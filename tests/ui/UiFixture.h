@@ -3,6 +3,7 @@
 #include <QAccessibleInterface>
 #include <QImage>
 #include <QList>
+#include <QPointer>
 #include <QString>
 
 #include <memory>
@@ -11,6 +12,7 @@
 #include "support/BundleOverride.h"
 #include "support/HttpServer.h"
 #include "support/TestEnvironment.h"
+#include "voice/FakeRecorder.h"
 
 class QQuickWindow;
 
@@ -40,6 +42,8 @@ public:
     WindowShell& shell() const;
     QQuickWindow& window() const;
     HttpServer& daemon() { return daemon_; }
+    // Every microphone the screens made, in the order they made them.
+    const QList<QPointer<FakeRecorder>>& microphones() const { return microphones_; }
     const QString& vault() const { return vault_; }
     QString home() const { return env_.home(); }
     QString questionFile(const QString& slug) const;
@@ -54,6 +58,7 @@ public:
 
     static const QString kAskedSlug; // a dreamer's question with suggested answers
     static const QString kDocSlug;   // the accountant's request for a document
+    static const QString kClipPath;  // where the fake daemon says an uploaded clip went
 
 private:
     void writeVault();
@@ -69,6 +74,7 @@ private:
     QString vault_;
     std::unique_ptr<MnemoraApp> app_;
     std::unique_ptr<DesktopShell> desktop_;
+    QList<QPointer<FakeRecorder>> microphones_;
 };
 
 // The accessible element of `window` with this name, first in tree order; null when none.

@@ -1,18 +1,21 @@
 import QtQuick
 
-// Home: the open questions, each answered, dismissed or joined in place.
+// Home: the questions inbox, each question answered, dismissed or joined in place.
 ScreenPage {
     id: screen
 
-    RowList {
+    QuestionsInbox {
         anchors.fill: parent
-        screenModel: screen.screenModel
-        name: "Open questions"
-        spacing: 12
-        emptyActionText: screen.screenModel.canOpenDemo ? "Open the demo vault" : ""
-        onEmptyActionTriggered: screen.screenModel.openDemo()
-        delegate: QuestionCard {
-            questions: screen.screenModel
-        }
+        visible: !screen.screenModel.empty
+        inbox: screen.screenModel.inbox
+    }
+
+    EmptyState {
+        anchors.fill: parent
+        visible: screen.screenModel.empty
+        title: screen.screenModel.emptyTitle
+        text: screen.screenModel.emptyText
+        actionText: screen.screenModel.canOpenDemo ? "Open the demo vault" : ""
+        onActionTriggered: screen.screenModel.openDemo()
     }
 }
