@@ -37,35 +37,43 @@ Endpoint unreachableAs(Endpoint endpoint, QString unreachableWord, QString trans
     return endpoint;
 }
 
-QList<Endpoint> makeCatalogue() {
+// A migration job: refusals and transport failures in the migration screen's words.
+Endpoint migration(const char* path) {
+    return unreachableAs(post(path, migrationRefused), migrationUnreachable, migrationTransport);
+}
+
+// Status, supervision and processing.
+QList<Endpoint> statusRoutes() {
+    return {get("status", 10s, QStringLiteral("HTTP error")),
+            get("progress", 0ms),
+            post("process/start"),
+            post("process/stop"),
+            get("gpu-scheduler", 3s),
+            get("resources/history", 3s),
+            get("queue/positions", 3s),
+            post("retry"),
+            post("index/rebuild"),
+            post("photos/rescan"),
+            post("sidecar/vlm/restart"),
+            post("vlm/model-pull-consent"),
+            post("power-state"),
+            post("defaults/recommend"),
+            get("models/whisper/status"),
+            post("models/whisper/prefetch"),
+            get("fda/status", 3s),
+            get("voice-memos/access"),
+            get("voice-memos/recording"),
+            post("voice-memos/watch/start"),
+            post("voice-memos/watch/stop"),
+            get("bug-report/preview", 3s),
+            post("bug-report/submit", QStringLiteral("Unknown error")),
+            post("troubleshoot/launch", QStringLiteral("Troubleshoot launch failed")),
+            get("prerequisites", 8s)};
+}
+
+// Transcription.
+QList<Endpoint> transcriptionRoutes() {
     return {
-        // Status, supervision and processing.
-        get("status", 10s, QStringLiteral("HTTP error")),
-        get("progress", 0ms),
-        post("process/start"),
-        post("process/stop"),
-        get("gpu-scheduler", 3s),
-        get("resources/history", 3s),
-        get("queue/positions", 3s),
-        post("retry"),
-        post("index/rebuild"),
-        post("photos/rescan"),
-        post("sidecar/vlm/restart"),
-        post("vlm/model-pull-consent"),
-        post("power-state"),
-        post("defaults/recommend"),
-        get("models/whisper/status"),
-        post("models/whisper/prefetch"),
-        get("fda/status", 3s),
-        get("voice-memos/access"),
-        get("voice-memos/recording"),
-        post("voice-memos/watch/start"),
-        post("voice-memos/watch/stop"),
-        get("bug-report/preview", 3s),
-        post("bug-report/submit", QStringLiteral("Unknown error")),
-        post("troubleshoot/launch", QStringLiteral("Troubleshoot launch failed")),
-        get("prerequisites", 8s),
-        // Transcription.
         post("transcribe-file", QStringLiteral("transcription failed ({status})")),
         post("transcribe-file/stream", QStringLiteral("transcription stream failed ({status})")),
         unreachableAs(post("transcriptions/record"), QStringLiteral("Daemon not reachable")),
@@ -73,50 +81,66 @@ QList<Endpoint> makeCatalogue() {
         post("transcriptions/delete-source-audio"),
         post("transcriptions/delete"),
         post("transcriptions/force-retranscribe"),
-        post("transcriptions/abort"),
-        // Entities, documents and questions.
-        get("entity/{type}/{slug}", 3s),
-        post("entity/{type}/{slug}/field", QStringLiteral("Entity field update failed")),
-        post("entity/{type}/{slug}/notes", QStringLiteral("Entity notes update failed")),
-        post("docs/write", QStringLiteral("Synced doc write failed")),
-        get("home/narrative", 5s),
-        get("life/era-candidates", 5s),
-        // Agents.
-        get("dreamer/sessions", 3s),
-        post("dreamer/sessions/kill", QStringLiteral("Kill session failed")),
-        post("dreamer/trigger", QStringLiteral("Dreamer trigger failed")),
-        post("dreamer/message", QStringLiteral("No active session to message")),
-        // Bookkeeping runs.
-        get("period-close/books", 3s),
-        get("period-close/round", 3s),
-        get("period-close/runs", 3s),
-        post("period-close/material/status", QStringLiteral("Could not update material")),
-        post("period-close/run/close", QStringLiteral("Could not mark the period closed")),
-        post("period-close/run/status", QStringLiteral("Could not update the run status")),
-        post("period-close/run/correspondence", QStringLiteral("Could not save the note")),
-        // Sources, migration, setup.
-        get("breadcrumbs/sources", 3s),
-        post("breadcrumbs/sources"),
-        post("breadcrumbs/sync"),
-        post("breadcrumbs/sources/{id}/toggle"),
-        {"DELETE", QStringLiteral("breadcrumbs/sources/{id}"), standard, {}, {}, {}},
-        unreachableAs(get("migrations/status"), migrationUnreachable),
-        unreachableAs(post("migrations/v4/run", migrationRefused), migrationUnreachable,
-                      migrationTransport),
-        unreachableAs(post("migrations/cloud-id/backfill", migrationRefused), migrationUnreachable,
-                      migrationTransport),
-        unreachableAs(post("migrations/cloud-id/dedup", migrationRefused), migrationUnreachable,
-                      migrationTransport),
-        unreachableAs(post("migrations/cloud-id/rename", migrationRefused), migrationUnreachable,
-                      migrationTransport),
-        unreachableAs(get("obsidian/status"), obsidianUnreachable),
-        unreachableAs(post("obsidian/install"), obsidianUnreachable),
-        unreachableAs(post("verify/photos", {}, 45s), verifyUnreachable),
-        unreachableAs(post("verify/engine", {}, 120s), verifyUnreachable),
-        unreachableAs(post("verify/browser", {}, 600s), verifyUnreachable),
-        unreachableAs(post("verify/transcribe", {}, 600s), verifyUnreachable),
-        unreachableAs(post("verify/caption", {}, 600s), verifyUnreachable),
-    };
+        post("transcriptions/abort")};
+}
+
+// Entities, documents and questions.
+QList<Endpoint> documentRoutes() {
+    return {get("entity/{type}/{slug}", 3s),
+            post("entity/{type}/{slug}/field", QStringLiteral("Entity field update failed")),
+            post("entity/{type}/{slug}/notes", QStringLiteral("Entity notes update failed")),
+            post("docs/write", QStringLiteral("Synced doc write failed")),
+            get("home/narrative", 5s),
+            get("life/era-candidates", 5s)};
+}
+
+// Agents.
+QList<Endpoint> agentRoutes() {
+    return {get("dreamer/sessions", 3s),
+            post("dreamer/sessions/kill", QStringLiteral("Kill session failed")),
+            post("dreamer/trigger", QStringLiteral("Dreamer trigger failed")),
+            post("dreamer/message", QStringLiteral("No active session to message"))};
+}
+
+// Bookkeeping runs.
+QList<Endpoint> bookkeepingRoutes() {
+    return {get("period-close/books", 3s),
+            get("period-close/round", 3s),
+            get("period-close/runs", 3s),
+            post("period-close/material/status", QStringLiteral("Could not update material")),
+            post("period-close/run/close", QStringLiteral("Could not mark the period closed")),
+            post("period-close/run/status", QStringLiteral("Could not update the run status")),
+            post("period-close/run/correspondence", QStringLiteral("Could not save the note"))};
+}
+
+// Sources, migration, setup.
+QList<Endpoint> setupRoutes() {
+    return {get("breadcrumbs/sources", 3s),
+            post("breadcrumbs/sources"),
+            post("breadcrumbs/sync"),
+            post("breadcrumbs/sources/{id}/toggle"),
+            {"DELETE", QStringLiteral("breadcrumbs/sources/{id}"), standard, {}, {}, {}},
+            unreachableAs(get("migrations/status"), migrationUnreachable),
+            migration("migrations/v4/run"),
+            migration("migrations/cloud-id/backfill"),
+            migration("migrations/cloud-id/dedup"),
+            migration("migrations/cloud-id/rename"),
+            unreachableAs(get("obsidian/status"), obsidianUnreachable),
+            unreachableAs(post("obsidian/install"), obsidianUnreachable),
+            unreachableAs(post("verify/photos", {}, 45s), verifyUnreachable),
+            unreachableAs(post("verify/engine", {}, 120s), verifyUnreachable),
+            unreachableAs(post("verify/browser", {}, 600s), verifyUnreachable),
+            unreachableAs(post("verify/transcribe", {}, 600s), verifyUnreachable),
+            unreachableAs(post("verify/caption", {}, 600s), verifyUnreachable)};
+}
+
+QList<Endpoint> makeCatalogue() {
+    QList<Endpoint> catalogue;
+    for (QList<Endpoint> (*family)() : {statusRoutes, transcriptionRoutes, documentRoutes,
+                                        agentRoutes, bookkeepingRoutes, setupRoutes}) {
+        catalogue << family();
+    }
+    return catalogue;
 }
 
 // One call as it goes out.

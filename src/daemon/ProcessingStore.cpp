@@ -166,70 +166,118 @@ void ProcessingStore::dispatch(const QJsonObject& object) {
     if (!eventValue.isString() || !payloadValue.isObject()) {
         return;
     }
-    const QString event = eventValue.toString();
-    const QJsonObject payload = payloadValue.toObject();
-
-    if (event == QLatin1String("asset-status-updated")) {
-        if (auto status = AssetStatusEvent::fromPayload(payload, now())) {
-            coalesce(std::move(*status));
-        }
-    } else if (event == QLatin1String("registry-updated") ||
-               event == QLatin1String("timeline-updated")) {
-        requestIndexTick();
-    } else if (event == QLatin1String("questions-changed")) {
-        emit questionsChanged();
-    } else if (event == QLatin1String("retry-all-started")) {
-        const QString kind = JsonRead::stringOr(payload, QLatin1String("kind")).trimmed();
-        emit retryEvent(kind.isEmpty() ? QStringLiteral("Retry started")
-                                       : QStringLiteral("Retry (%1) started").arg(kind));
-    } else if (event == QLatin1String("retry-all-complete")) {
-        emit retryEvent(retryCompleteText(payload));
-        requestIndexTick();
-    } else if (event == QLatin1String("retry-all-error")) {
-        emit retryEvent(failureLine(QStringLiteral("Retry failed"), payload));
-    } else if (event == QLatin1String("entity-generation-started")) {
-        setEntityGenerationBusy(true);
-        emit entityEvent(QStringLiteral("Generating entities…"));
-    } else if (event == QLatin1String("entity-generation-complete")) {
-        setEntityGenerationBusy(false);
-        emit entityEvent(entityCompleteText(payload));
-        requestIndexTick();
-    } else if (event == QLatin1String("entity-generation-error")) {
-        setEntityGenerationBusy(false);
-        emit entityEvent(failureLine(QStringLiteral("Entity generation failed"), payload));
-    } else if (event == QLatin1String("index-rebuild-started")) {
-        setIndexRebuild(true, 0.0, QStringLiteral("Rebuilding index…"));
-    } else if (event == QLatin1String("index-rebuild-progress")) {
-        const auto percent = JsonRead::number(payload, QLatin1String("progress_percent"));
-        const auto message = string(payload, QLatin1String("message"));
-        setIndexRebuild(indexRebuildBusy_,
-                        percent ? std::optional<double>(*percent / 100.0) : indexRebuildProgress_,
-                        message ? message : indexRebuildStatus_);
-    } else if (event == QLatin1String("index-rebuild-complete")) {
-        const auto total = integer(payload, QLatin1String("total_items"));
-        setIndexRebuild(false, std::nullopt,
-                        total ? QStringLiteral("Rebuilt index — %1 items.").arg(*total)
-                              : QStringLiteral("Rebuilt index."));
-        requestIndexTick();
-    } else if (event == QLatin1String("index-rebuild-error")) {
-        setIndexRebuild(false, std::nullopt,
-                        failureLine(QStringLiteral("Rebuild failed"), payload));
-    } else if (event == QLatin1String("model-download-progress")) {
-        const QString kind = JsonRead::stringOr(payload, QLatin1String("kind"));
-        const QString model = JsonRead::stringOr(payload, QLatin1String("model"));
-        if (kind != QLatin1String("vlm-swiftlm") && model.isEmpty()) {
-            return;
-        }
-        const QString status = JsonRead::stringOr(payload, QLatin1String("status"));
-        if (status == QLatin1String("complete")) {
-            setVlmPullProgress(std::nullopt);
-            return;
-        }
-        setVlmPullProgress(VlmPullProgress{
-            kind, model, status, unsignedOr0(payload, "completed"), unsignedOr0(payload, "total"),
-            JsonRead::number(payload, QLatin1String("percentage")).value_or(0.0)});
-    }
     // Other events are for other readers (migrations read theirs on their own connection).
+    const auto& handlers = eventHandlers();
+    if (const auto handler = handlers.constFind(eventValue.toString());
+        handler != handlers.cend()) {
+        (this->**handler)(payloadValue.toObject());
+    }
+}
+
+const QHash<QString, ProcessingStore::EventHandler>& ProcessingStore::eventHandlers() {
+    static const QHash<QString, EventHandler> handlers{
+        {QStringLiteral("asset-status-updated"), &ProcessingStore::onAssetStatus},
+        {QStringLiteral("registry-updated"), &ProcessingStore::onIndexChanged},
+        {QStringLiteral("timeline-updated"), &ProcessingStore::onIndexChanged},
+        {QStringLiteral("questions-changed"), &ProcessingStore::onQuestionsChanged},
+        {QStringLiteral("retry-all-started"), &ProcessingStore::onRetryStarted},
+        {QStringLiteral("retry-all-complete"), &ProcessingStore::onRetryComplete},
+        {QStringLiteral("retry-all-error"), &ProcessingStore::onRetryError},
+        {QStringLiteral("entity-generation-started"), &ProcessingStore::onEntitiesStarted},
+        {QStringLiteral("entity-generation-complete"), &ProcessingStore::onEntitiesComplete},
+        {QStringLiteral("entity-generation-error"), &ProcessingStore::onEntitiesError},
+        {QStringLiteral("index-rebuild-started"), &ProcessingStore::onRebuildStarted},
+        {QStringLiteral("index-rebuild-progress"), &ProcessingStore::onRebuildProgress},
+        {QStringLiteral("index-rebuild-complete"), &ProcessingStore::onRebuildComplete},
+        {QStringLiteral("index-rebuild-error"), &ProcessingStore::onRebuildError},
+        {QStringLiteral("model-download-progress"), &ProcessingStore::onModelDownload},
+    };
+    return handlers;
+}
+
+void ProcessingStore::onAssetStatus(const QJsonObject& payload) {
+    if (auto status = AssetStatusEvent::fromPayload(payload, now())) {
+        coalesce(std::move(*status));
+    }
+}
+
+void ProcessingStore::onIndexChanged(const QJsonObject&) {
+    requestIndexTick();
+}
+
+void ProcessingStore::onQuestionsChanged(const QJsonObject&) {
+    emit questionsChanged();
+}
+
+void ProcessingStore::onRetryStarted(const QJsonObject& payload) {
+    const QString kind = JsonRead::stringOr(payload, QLatin1String("kind")).trimmed();
+    emit retryEvent(kind.isEmpty() ? QStringLiteral("Retry started")
+                                   : QStringLiteral("Retry (%1) started").arg(kind));
+}
+
+void ProcessingStore::onRetryComplete(const QJsonObject& payload) {
+    emit retryEvent(retryCompleteText(payload));
+    requestIndexTick();
+}
+
+void ProcessingStore::onRetryError(const QJsonObject& payload) {
+    emit retryEvent(failureLine(QStringLiteral("Retry failed"), payload));
+}
+
+void ProcessingStore::onEntitiesStarted(const QJsonObject&) {
+    setEntityGenerationBusy(true);
+    emit entityEvent(QStringLiteral("Generating entities…"));
+}
+
+void ProcessingStore::onEntitiesComplete(const QJsonObject& payload) {
+    setEntityGenerationBusy(false);
+    emit entityEvent(entityCompleteText(payload));
+    requestIndexTick();
+}
+
+void ProcessingStore::onEntitiesError(const QJsonObject& payload) {
+    setEntityGenerationBusy(false);
+    emit entityEvent(failureLine(QStringLiteral("Entity generation failed"), payload));
+}
+
+void ProcessingStore::onRebuildStarted(const QJsonObject&) {
+    setIndexRebuild(true, 0.0, QStringLiteral("Rebuilding index…"));
+}
+
+void ProcessingStore::onRebuildProgress(const QJsonObject& payload) {
+    const auto percent = JsonRead::number(payload, QLatin1String("progress_percent"));
+    const auto message = string(payload, QLatin1String("message"));
+    setIndexRebuild(indexRebuildBusy_,
+                    percent ? std::optional<double>(*percent / 100.0) : indexRebuildProgress_,
+                    message ? message : indexRebuildStatus_);
+}
+
+void ProcessingStore::onRebuildComplete(const QJsonObject& payload) {
+    const auto total = integer(payload, QLatin1String("total_items"));
+    setIndexRebuild(false, std::nullopt,
+                    total ? QStringLiteral("Rebuilt index — %1 items.").arg(*total)
+                          : QStringLiteral("Rebuilt index."));
+    requestIndexTick();
+}
+
+void ProcessingStore::onRebuildError(const QJsonObject& payload) {
+    setIndexRebuild(false, std::nullopt, failureLine(QStringLiteral("Rebuild failed"), payload));
+}
+
+void ProcessingStore::onModelDownload(const QJsonObject& payload) {
+    const QString kind = JsonRead::stringOr(payload, QLatin1String("kind"));
+    const QString model = JsonRead::stringOr(payload, QLatin1String("model"));
+    if (kind != QLatin1String("vlm-swiftlm") && model.isEmpty()) {
+        return;
+    }
+    const QString status = JsonRead::stringOr(payload, QLatin1String("status"));
+    if (status == QLatin1String("complete")) {
+        setVlmPullProgress(std::nullopt);
+        return;
+    }
+    setVlmPullProgress(VlmPullProgress{
+        kind, model, status, unsignedOr0(payload, "completed"), unsignedOr0(payload, "total"),
+        JsonRead::number(payload, QLatin1String("percentage")).value_or(0.0)});
 }
 
 void ProcessingStore::coalesce(AssetStatusEvent event) {

@@ -115,6 +115,24 @@ private:
     static QCoro::Task<> flushIndexTickAfter(QPointer<ProcessingStore> self,
                                              std::chrono::milliseconds window);
     void dispatch(const QJsonObject& object);
+
+    // One handler per event word of the stream, each given the event's payload.
+    using EventHandler = void (ProcessingStore::*)(const QJsonObject& payload);
+    static const QHash<QString, EventHandler>& eventHandlers();
+    void onAssetStatus(const QJsonObject& payload);
+    void onIndexChanged(const QJsonObject& payload);
+    void onQuestionsChanged(const QJsonObject& payload);
+    void onRetryStarted(const QJsonObject& payload);
+    void onRetryComplete(const QJsonObject& payload);
+    void onRetryError(const QJsonObject& payload);
+    void onEntitiesStarted(const QJsonObject& payload);
+    void onEntitiesComplete(const QJsonObject& payload);
+    void onEntitiesError(const QJsonObject& payload);
+    void onRebuildStarted(const QJsonObject& payload);
+    void onRebuildProgress(const QJsonObject& payload);
+    void onRebuildComplete(const QJsonObject& payload);
+    void onRebuildError(const QJsonObject& payload);
+    void onModelDownload(const QJsonObject& payload);
     void coalesce(AssetStatusEvent event);
     void requestIndexTick();
     void flushStatus();

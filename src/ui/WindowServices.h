@@ -6,22 +6,16 @@
 #include <optional>
 
 #include "registry/Question.h"
+#include "runtime/VaultServices.h"
 
 namespace mnemora {
 
-class AppStateStore;
-class ConfigService;
-class DaemonProcess;
-class DaemonService;
 class DreamerControl;
 class MigrationGate;
+class MnemoraApp;
 class PromptSeedService;
 class SkillSeedService;
 class SourceSeedService;
-class DatabaseService;
-class MnemoraApp;
-class ProcessingStore;
-class QuestionService;
 class VaultRuntime;
 
 // The services one window shows: the primary vault's, owned by the application, or a further

@@ -29,7 +29,7 @@ protected:
         BundleInfo::overrideMainForTesting(
             BundleInfo{QString(), QStringLiteral("ai.mnemora"), {}, {}});
         portFile = VaultPaths::sharedCacheFolder() + QStringLiteral("/daemon.port");
-        service.setTimings({20ms, 1s});
+        service.setTimings({.pollInterval = 20ms, .statusTimeout = 1s});
     }
     void TearDown() override { BundleInfo::overrideMainForTesting(std::nullopt); }
 
@@ -153,7 +153,7 @@ TEST_F(DaemonServiceTest, DisconnectedReasonsNameWhatWentWrong) {
         late.delayMs = 1000;
         return late;
     });
-    service.setTimings({20ms, 100ms});
+    service.setTimings({.pollInterval = 20ms, .statusTimeout = 100ms});
     runTask(service.refreshStatus());
     EXPECT_EQ(service.status().connection,
               Connection::disconnected(QStringLiteral("The request timed out.")));

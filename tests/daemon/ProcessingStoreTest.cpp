@@ -52,7 +52,10 @@ protected:
         pointAt(server);
         store.setDaemon(&daemon);
         // Short windows keep the tests quick; the rules do not depend on their length.
-        store.setTimings({10ms, 60s, 30ms, 40ms});
+        store.setTimings({.reconnectDelay = 10ms,
+                          .staleAfter = 60s,
+                          .statusWindow = 30ms,
+                          .indexTickWindow = 40ms});
         store.setClock([this] { return clockNow; });
     }
 

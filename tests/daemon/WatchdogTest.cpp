@@ -21,7 +21,7 @@ protected:
         SupervisionTest::SetUp();
         configure(daemon);
         daemon.setClock([this] { return clock; });
-        service.setTimings({20ms, 150ms});
+        service.setTimings({.pollInterval = 20ms, .statusTimeout = 150ms});
     }
 
     QStringList supervisionLines() const {
