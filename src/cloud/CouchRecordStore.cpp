@@ -371,24 +371,27 @@ QCoro::Task<std::optional<RecordStoreError>> CouchRecordStore::ensureDatabase() 
     co_return std::nullopt;
 }
 
+QCoro::Task<StoreResult<QByteArray>> CouchRecordStore::sendWhenReady(QByteArray method, QUrl url,
+                                                                     QByteArray body) {
+    QCoro::Task<std::optional<RecordStoreError>> ready = ensureDatabase();
+    // Ends with the store's closing as a failure of its own, so no guard is needed after it.
+    if (std::optional<RecordStoreError> notReady = co_await ready) {
+        co_return StoreResult<QByteArray>{notReady, {}};
+    }
+    QCoro::Task<Answer> sending = send(method, url, body, requestTimeout);
+    const Answer answer = co_await sending;
+    co_return StoreResult<QByteArray>{answer.failure, answer.failure ? QByteArray() : answer.body};
+}
+
 QCoro::Task<StoreResult<QJsonArray>> CouchRecordStore::postJson(QString path, QString query,
                                                                 QJsonObject body, QString rowsKey) {
-    QPointer<CouchRecordStore> self(this);
-    QCoro::Task<std::optional<RecordStoreError>> ready = ensureDatabase();
-    std::optional<RecordStoreError> notReady = co_await ready;
-    if (!self) {
-        co_return StoreResult<QJsonArray>{storeClosed(), {}};
+    QCoro::Task<StoreResult<QByteArray>> sending = sendWhenReady(
+        "POST", urlFor({path}, query), QJsonDocument(body).toJson(QJsonDocument::Compact));
+    const StoreResult<QByteArray> answer = co_await sending;
+    if (!answer.ok()) {
+        co_return StoreResult<QJsonArray>{answer.error, {}};
     }
-    if (notReady) {
-        co_return StoreResult<QJsonArray>{notReady, {}};
-    }
-    const QByteArray bytes = QJsonDocument(body).toJson(QJsonDocument::Compact);
-    QCoro::Task<Answer> sending = send("POST", urlFor({path}, query), bytes, requestTimeout);
-    const Answer answer = co_await sending;
-    if (answer.failure) {
-        co_return StoreResult<QJsonArray>{answer.failure, {}};
-    }
-    const QJsonDocument document = QJsonDocument::fromJson(answer.body);
+    const QJsonDocument document = QJsonDocument::fromJson(answer.value);
     co_return StoreResult<QJsonArray>{
         std::nullopt,
         rowsKey.isEmpty() ? document.array() : document.object().value(rowsKey).toArray()};
@@ -410,28 +413,19 @@ QCoro::Task<StoreResult<QJsonArray>> CouchRecordStore::bulkDocs(QJsonArray docum
 
 QCoro::Task<StoreResult<QJsonArray>> CouchRecordStore::allDocsInRange(QString firstID,
                                                                       bool includeDocs) {
-    QPointer<CouchRecordStore> self(this);
-    QCoro::Task<std::optional<RecordStoreError>> ready = ensureDatabase();
-    std::optional<RecordStoreError> notReady = co_await ready;
-    if (!self) {
-        co_return StoreResult<QJsonArray>{storeClosed(), {}};
-    }
-    if (notReady) {
-        co_return StoreResult<QJsonArray>{notReady, {}};
-    }
     const QString query = queryOf({{QStringLiteral("include_docs"),
                                     includeDocs ? QStringLiteral("true") : QStringLiteral("false")},
                                    {QStringLiteral("startkey"), jsonKey(firstID)},
                                    {QStringLiteral("endkey"), jsonKey(firstID + QChar(0xFFF0))}});
-    const QUrl url = urlFor({QStringLiteral("_all_docs")}, query);
-    QCoro::Task<Answer> sending = send("GET", url, {}, requestTimeout);
-    const Answer answer = co_await sending;
-    if (answer.failure) {
-        co_return StoreResult<QJsonArray>{answer.failure, {}};
+    QCoro::Task<StoreResult<QByteArray>> sending =
+        sendWhenReady("GET", urlFor({QStringLiteral("_all_docs")}, query), {});
+    const StoreResult<QByteArray> answer = co_await sending;
+    if (!answer.ok()) {
+        co_return StoreResult<QJsonArray>{answer.error, {}};
     }
     co_return StoreResult<QJsonArray>{
         std::nullopt,
-        QJsonDocument::fromJson(answer.body).object().value(QStringLiteral("rows")).toArray()};
+        QJsonDocument::fromJson(answer.value).object().value(QStringLiteral("rows")).toArray()};
 }
 
 QCoro::Task<StoreResult<QStringList>> CouchRecordStore::fetchAllZones() {

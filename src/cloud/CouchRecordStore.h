@@ -57,6 +57,9 @@ private:
     QCoro::Task<Answer> send(QByteArray method, QUrl url, QByteArray body,
                              std::chrono::milliseconds timeout, bool isWait = false);
     QCoro::Task<std::optional<RecordStoreError>> ensureDatabase();
+    // One request once the database exists: the answer's body, or why there is none.
+    QCoro::Task<StoreResult<QByteArray>> sendWhenReady(QByteArray method, QUrl url,
+                                                       QByteArray body);
     QCoro::Task<StoreResult<QJsonArray>> postJson(QString path, QString query, QJsonObject body,
                                                   QString rowsKey);
     QCoro::Task<StoreResult<QJsonArray>> allDocs(QStringList documentIDs);
