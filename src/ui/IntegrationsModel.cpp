@@ -269,6 +269,14 @@ QCoro::Task<> IntegrationsModel::load() {
     }
     banner_ = bannerFor(tools);
     emit detailsChanged();
+    // A skill the user installed since the last look shows as installed.
+    if (QPointer<SkillSeedService> skills = services().skillSeeds) {
+        QCoro::Task<> rereading = skills->refresh();
+        co_await rereading;
+        if (!self) {
+            co_return;
+        }
+    }
     if (QPointer<DreamerControl> dreamer = services().dreamer) {
         QCoro::Task<> refreshing = dreamer->refresh();
         co_await refreshing;
