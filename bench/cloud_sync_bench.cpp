@@ -9,6 +9,8 @@
 #include "cloud/SyncedDocDocumentMapping.h"
 #include "support/PouchServer.h"
 
+#include "RunBenchmarks.h"
+
 #include <QCoreApplication>
 #include <QElapsedTimer>
 
@@ -185,10 +187,5 @@ BENCHMARK(BM_RemoteChangeReachesDelegate)
 } // namespace
 
 int main(int argc, char** argv) {
-    QCoreApplication application(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    delete &server();
-    return 0;
+    return runBenchmarks<QCoreApplication>(argc, argv, [] { delete &server(); });
 }

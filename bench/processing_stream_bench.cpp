@@ -7,6 +7,8 @@
 #include "daemon/ProcessingStore.h"
 
 #include <QCoreApplication>
+
+#include "RunBenchmarks.h"
 #include <QElapsedTimer>
 #include <QFile>
 #include <QHostAddress>
@@ -154,9 +156,5 @@ BENCHMARK(BM_StoreOverLoopback)->Unit(benchmark::kMillisecond)->UseRealTime()->I
 } // namespace
 
 int main(int argc, char** argv) {
-    QCoreApplication application(argc, argv);
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return runBenchmarks<QCoreApplication>(argc, argv);
 }

@@ -13,9 +13,12 @@
 #include <QCoroTask>
 
 #include <memory>
+#include <optional>
 
 #include "DaemonPlaces.h"
 #include "HttpListener.h"
+#include "Transcriber.h"
+#include "platform/Expected.h"
 
 namespace mnemora::refdaemon {
 
@@ -65,6 +68,9 @@ private:
     void record(const HttpRequest& request, HttpExchange* exchange);
 
     // The transcription runs behind the three transcription routes.
+    // One transcription counted among the daemon's pending work; none when the daemon went away.
+    QCoro::Task<std::optional<Expected<QString>>>
+    countedTranscription(QString path, Transcriber::Progress progress);
     QCoro::Task<> answerTranscription(QString path, QPointer<HttpExchange> exchange);
     QCoro::Task<> streamTranscription(QString path, QPointer<HttpExchange> exchange);
     QCoro::Task<> transcribeRecorded(QString path, bool ephemeral);

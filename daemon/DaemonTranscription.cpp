@@ -60,48 +60,49 @@ void DaemonServer::record(const HttpRequest& request, HttpExchange* exchange) {
     transcribeRecorded(path, ephemeral); // started and left: progress goes to the event stream
 }
 
-QCoro::Task<> DaemonServer::answerTranscription(QString path, QPointer<HttpExchange> exchange) {
+QCoro::Task<std::optional<Expected<QString>>>
+DaemonServer::countedTranscription(QString path, Transcriber::Progress progress) {
     const QPointer<DaemonServer> self(this);
     ++activeTranscriptions_;
-    QCoro::Task<Expected<QString>> running =
-        transcriber_->transcribe(path, [](const QString&, double) {});
+    QCoro::Task<Expected<QString>> running = transcriber_->transcribe(path, std::move(progress));
     const Expected<QString> text = co_await running;
     if (!self) {
-        co_return;
+        co_return std::nullopt;
     }
     --activeTranscriptions_;
-    if (!exchange) {
+    co_return text;
+}
+
+QCoro::Task<> DaemonServer::answerTranscription(QString path, QPointer<HttpExchange> exchange) {
+    QCoro::Task<std::optional<Expected<QString>>> running =
+        countedTranscription(path, [](const QString&, double) {});
+    const std::optional<Expected<QString>> text = co_await running;
+    if (!text || !exchange) {
         co_return;
     }
-    if (!text.ok()) {
-        exchange->replyError(500, text.error());
+    if (!text->ok()) {
+        exchange->replyError(500, text->error());
         co_return;
     }
-    exchange->reply(200, {{"text", text.value()}});
+    exchange->reply(200, {{"text", text->value()}});
 }
 
 QCoro::Task<> DaemonServer::streamTranscription(QString path, QPointer<HttpExchange> exchange) {
-    const QPointer<DaemonServer> self(this);
-    ++activeTranscriptions_;
-    QCoro::Task<Expected<QString>> running =
-        transcriber_->transcribe(path, [exchange](const QString& status, double percent) {
+    QCoro::Task<std::optional<Expected<QString>>> running =
+        countedTranscription(path, [exchange](const QString& status, double percent) {
             if (exchange) {
                 exchange->sendData(
                     {{"type", "progress"}, {"status", status}, {"progress_percent", percent}});
             }
         });
-    const Expected<QString> text = co_await running;
-    if (!self) {
+    const std::optional<Expected<QString>> text = co_await running;
+    if (!text || !exchange) {
         co_return;
     }
-    --activeTranscriptions_;
-    if (!exchange) {
-        co_return;
-    }
-    if (text.ok()) {
-        exchange->sendData({{"type", "done"}, {"text", text.value()}});
+    if (text->ok()) {
+        exchange->sendData({{"type", "done"}, {"text", text->value()}});
     } else {
-        exchange->sendData({{"type", "error"}, {"error", text.error()}});
+        exchange->sendData({{"type", "error"}, {"error", text->error()}});
     }
     exchange->endStream();
 }
