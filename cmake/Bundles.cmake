@@ -42,6 +42,8 @@ foreach(entry ${MNEMORA_BUNDLE_LIST})
 }
 ")
   if(EXISTS ${CMAKE_SOURCE_DIR}/resources)
+    # Seed templates and other resources are copied when CMake runs; a changed file makes it run.
+    file(GLOB_RECURSE resource_files CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/resources/*)
     file(COPY ${CMAKE_SOURCE_DIR}/resources/ DESTINATION ${folder}/Resources)
   endif()
 

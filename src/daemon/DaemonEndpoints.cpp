@@ -67,7 +67,8 @@ QList<Endpoint> statusRoutes() {
             post("voice-memos/watch/stop"),
             get("bug-report/preview", 3s),
             post("bug-report/submit", QStringLiteral("Unknown error")),
-            post("troubleshoot/launch", QStringLiteral("Troubleshoot launch failed"))};
+            post("troubleshoot/launch", QStringLiteral("Troubleshoot launch failed")),
+            get("prerequisites", 8s)};
 }
 
 // Transcription.
@@ -416,24 +417,23 @@ QCoro::Task<Expected<void>> setModelPullConsent(Daemon daemon, bool granted) {
                                         QJsonObject{{QStringLiteral("granted"), granted}}));
 }
 
-QCoro::Task<Expected<void>> setPowerState(Daemon daemon, DaemonPowerState state) {
-    QString word;
+QString powerStateWord(DaemonPowerState state) {
     switch (state) {
     case DaemonPowerState::ac:
-        word = QStringLiteral("ac");
-        break;
+        return QStringLiteral("ac");
     case DaemonPowerState::batteryHighPower:
-        word = QStringLiteral("battery_high_power");
-        break;
+        return QStringLiteral("battery_high_power");
     case DaemonPowerState::batteryAutoPower:
-        word = QStringLiteral("battery_auto_power");
-        break;
+        return QStringLiteral("battery_auto_power");
     case DaemonPowerState::batteryLowPower:
-        word = QStringLiteral("battery_low_power");
-        break;
+        return QStringLiteral("battery_low_power");
     }
-    return plainAction(daemon,
-                       postCall("power-state", QJsonObject{{QStringLiteral("state"), word}}));
+    return {};
+}
+
+QCoro::Task<Expected<void>> setPowerState(Daemon daemon, DaemonPowerState state) {
+    return plainAction(daemon, postCall("power-state", QJsonObject{{QStringLiteral("state"),
+                                                                    powerStateWord(state)}}));
 }
 
 QCoro::Task<std::optional<QJsonObject>> recommendDefaults(Daemon daemon, int ramGb, QString arch) {
@@ -451,6 +451,10 @@ QCoro::Task<std::optional<VoiceModelStatus>> whisperStatus(Daemon daemon) {
 
 QCoro::Task<Expected<void>> prefetchWhisper(Daemon daemon) {
     return plainAction(daemon, postCall("models/whisper/prefetch"));
+}
+
+QCoro::Task<std::optional<QJsonObject>> prerequisites(Daemon daemon) {
+    return fetch(daemon, getCall("prerequisites"));
 }
 
 QCoro::Task<std::optional<FDAStatus>> fdaStatus(Daemon daemon) {

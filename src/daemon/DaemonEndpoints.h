@@ -90,6 +90,8 @@ QCoro::Task<Expected<void>> rescanPhotos(Daemon daemon);
 QCoro::Task<Expected<void>> restartVlmSidecar(Daemon daemon);
 QCoro::Task<Expected<void>> setModelPullConsent(Daemon daemon, bool granted);
 QCoro::Task<Expected<void>> setPowerState(Daemon daemon, DaemonPowerState state);
+// The wire word of a power state: "ac", "battery_high_power", ...
+QString powerStateWord(DaemonPowerState state);
 // Configuration keys recommended for this machine.
 QCoro::Task<std::optional<QJsonObject>> recommendDefaults(Daemon daemon, int ramGb, QString arch);
 QCoro::Task<std::optional<VoiceModelStatus>> whisperStatus(Daemon daemon);
@@ -110,6 +112,8 @@ QCoro::Task<std::optional<Expected<QString>>> bugReportPreview(Daemon daemon);
 // On success the words that thank the user.
 QCoro::Task<Expected<QString>> submitBugReport(Daemon daemon, QString description,
                                                QString reporterEmail);
+// The `prerequisites` answer whole; absent when the daemon could not be asked.
+QCoro::Task<std::optional<QJsonObject>> prerequisites(Daemon daemon);
 // The tmux session the troubleshooter runs in.
 QCoro::Task<Expected<QString>> launchTroubleshooter(Daemon daemon, QString promptPreamble);
 

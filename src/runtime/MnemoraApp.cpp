@@ -7,8 +7,15 @@
 #include "daemon/DaemonProcess.h"
 #include "daemon/DaemonService.h"
 #include "daemon/DefaultsBootstrap.h"
+#include "daemon/PowerMonitor.h"
 #include "daemon/ProcessingStore.h"
+#include "integrations/DreamerControl.h"
+#include "integrations/PromptSeedService.h"
+#include "integrations/SkillSeedService.h"
+#include "integrations/SourceSeedService.h"
 #include "introspection/IntrospectionServer.h"
+#include "migration/MigrationGate.h"
+#include "migration/MigrationService.h"
 #include "questions/QuestionService.h"
 #include "registry/DatabaseService.h"
 #include "runtime/AppDelegate.h"
@@ -23,7 +30,17 @@ MnemoraApp::MnemoraApp(QObject* parent)
     , appDelegate_(new AppDelegate(this))
     , services_(new VaultServices(std::nullopt, this))
     , introspection_(new IntrospectionServer(this))
-    , userDefaults_(std::make_unique<UserDefaults>()) {
+    , userDefaults_(std::make_unique<UserDefaults>())
+    , skillSeeds_(new SkillSeedService(this))
+    , promptSeeds_(new PromptSeedService(this))
+    , sourceSeeds_(new SourceSeedService(this))
+    , dreamer_(new DreamerControl(this))
+    , migration_(new MigrationService(this))
+    , migrationGate_(new MigrationGate(*migration_, this))
+    , powerMonitor_(new PowerMonitor(this)) {
+    // The application's flag mirrors the gate, for whoever asks the application.
+    connect(migrationGate_, &MigrationGate::readyChanged, this,
+            [this] { setMigrationReady(migrationGate_->ready()); });
     // With no window here, the log stands in for the status display of the primary daemon.
     connect(&services_->daemonProcess(), &DaemonProcess::modeChanged, this, [this] {
         Log::line(QStringLiteral("MnemoraApp"),
@@ -105,9 +122,50 @@ QCoro::Task<> MnemoraApp::applyFirstRunDefaults() {
     co_await bootstrap;
 }
 
+QCoro::Task<> MnemoraApp::refreshSeeds() {
+    QPointer<MnemoraApp> self(this);
+    QCoro::Task<> skills = skillSeeds_->refresh();
+    co_await skills;
+    if (!self) {
+        co_return;
+    }
+    QCoro::Task<> prompts = promptSeeds_->refresh();
+    co_await prompts;
+    if (!self) {
+        co_return;
+    }
+    QCoro::Task<> sources = sourceSeeds_->refresh();
+    co_await sources;
+}
+
+// The services only the primary vault has: seeds, dreamer sessions, migrations and power.
+void MnemoraApp::addPrimarySteps(VaultServices::ExtraSteps& steps) {
+    using Slot = VaultServices::Slot;
+    steps.emplace(Slot::afterWiring,
+                  VaultServices::now(QStringLiteral("integrations wired"), [this] {
+                      ConfigService* config = &services_->config();
+                      skillSeeds_->setConfig(config);
+                      skillSeeds_->setDaemon(&services_->daemon());
+                      promptSeeds_->setConfig(config);
+                      sourceSeeds_->setConfig(config);
+                      dreamer_->setDaemon(&services_->daemon());
+                  }));
+    // The gate may close from here on; the status comes in the background, and a daemon that
+    // is not up yet leaves it open.
+    steps.emplace(Slot::afterDaemon, VaultServices::now(QStringLiteral("migration wired"), [this] {
+                      migration_->setDaemon(&services_->daemon());
+                      migrationGate_->setReady(true);
+                      migration_->retry();
+                  }));
+    steps.emplace(Slot::afterOpenQuestions,
+                  VaultServices::now(QStringLiteral("power monitor"),
+                                     [this] { powerMonitor_->start(&services_->daemon()); }));
+}
+
 QCoro::Task<> MnemoraApp::startUp() {
     using Slot = VaultServices::Slot;
     VaultServices::ExtraSteps primaryOnly;
+    addPrimarySteps(primaryOnly);
     primaryOnly.emplace(Slot::afterWiring,
                         VaultServices::now(QStringLiteral("delegate wired"), [this] {
                             appDelegate_->setDaemon(&services_->daemonProcess());
@@ -127,6 +185,8 @@ QCoro::Task<> MnemoraApp::startUp() {
     primaryOnly.emplace(Slot::afterOpenQuestions,
                         StartupStep{QStringLiteral("first-run defaults"),
                                     [this] { return applyFirstRunDefaults(); }});
+    primaryOnly.emplace(Slot::afterOpenQuestions,
+                        StartupStep{QStringLiteral("seeds"), [this] { return refreshSeeds(); }});
 
     QPointer<MnemoraApp> self(this);
     QCoro::Task<> steps = VaultServices::run(services_->startupSteps(primaryOnly), this,

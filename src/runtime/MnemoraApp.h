@@ -13,7 +13,14 @@
 namespace mnemora {
 
 class AppDelegate;
+class DreamerControl;
 class IntrospectionServer;
+class MigrationGate;
+class MigrationService;
+class PowerMonitor;
+class PromptSeedService;
+class SkillSeedService;
+class SourceSeedService;
 class UserDefaults;
 
 // The composition root of the primary vault. It owns that vault's services for the life of the
@@ -40,6 +47,13 @@ public:
     DatabaseService& database() const;
     QuestionService& questions() const;
     ProcessingStore& processingStore() const;
+    SkillSeedService& skillSeeds() const { return *skillSeeds_; }
+    PromptSeedService& promptSeeds() const { return *promptSeeds_; }
+    SourceSeedService& sourceSeeds() const { return *sourceSeeds_; }
+    DreamerControl& dreamer() const { return *dreamer_; }
+    MigrationService& migration() const { return *migration_; }
+    MigrationGate& migrationGate() const { return *migrationGate_; }
+    PowerMonitor& powerMonitor() const { return *powerMonitor_; }
     IntrospectionServer& introspection() const { return *introspection_; }
 
     bool migrationReady() const { return migrationReady_; }
@@ -65,12 +79,21 @@ signals:
 private:
     void markStep(const QString& step);
     QCoro::Task<> applyFirstRunDefaults();
+    QCoro::Task<> refreshSeeds();
+    void addPrimarySteps(VaultServices::ExtraSteps& steps);
     void startIntrospection();
 
     AppDelegate* appDelegate_ = nullptr;
     VaultServices* services_ = nullptr;
     IntrospectionServer* introspection_ = nullptr;
     std::unique_ptr<UserDefaults> userDefaults_;
+    SkillSeedService* skillSeeds_ = nullptr;
+    PromptSeedService* promptSeeds_ = nullptr;
+    SourceSeedService* sourceSeeds_ = nullptr;
+    DreamerControl* dreamer_ = nullptr;
+    MigrationService* migration_ = nullptr;
+    MigrationGate* migrationGate_ = nullptr;
+    PowerMonitor* powerMonitor_ = nullptr;
 
     bool migrationReady_ = false;
     bool started_ = false;

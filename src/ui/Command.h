@@ -22,10 +22,15 @@ struct Command {
         Question question;
         bool operator==(const JoinSession&) const = default;
     };
+    // Opens the session that designs a bundled skill.
+    struct InstallSkill {
+        QString seedId;
+        bool operator==(const InstallSkill&) const = default;
+    };
     struct RefreshQuestions {
         bool operator==(const RefreshQuestions&) const = default;
     };
-    using Action = std::variant<Navigate, JoinSession, RefreshQuestions>;
+    using Action = std::variant<Navigate, JoinSession, InstallSkill, RefreshQuestions>;
 
     QString id;
     Group group = Group::navigate;

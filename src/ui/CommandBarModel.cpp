@@ -3,6 +3,7 @@
 #include "app/AppStateStore.h"
 #include "daemon/DaemonEndpoints.h"
 #include "daemon/DaemonService.h"
+#include "integrations/SkillSeedService.h"
 #include "questions/QuestionService.h"
 #include "registry/DatabaseService.h"
 #include "ui/CommandList.h"
@@ -29,6 +30,10 @@ CommandBarModel::CommandBarModel(const WindowServices& services, QObject* parent
     , services_(services) {
     connect(services.database, &DatabaseService::openQuestionsChanged, this,
             &CommandBarModel::rebuild);
+    if (services.skillSeeds) {
+        connect(services.skillSeeds, &SkillSeedService::seedsChanged, this,
+                &CommandBarModel::rebuild);
+    }
     rebuild();
 }
 
@@ -41,8 +46,11 @@ void CommandBarModel::setQuery(const QString& query) {
 }
 
 void CommandBarModel::rebuild() {
-    commands_ = CommandList::filter(
-        CommandList::build(brand(), services_.openQuestions(), liveSessions_), query_);
+    commands_ =
+        CommandList::filter(CommandList::build(brand(), services_.openQuestions(), liveSessions_,
+                                               services_.skillSeeds ? services_.skillSeeds->seeds()
+                                                                    : QList<SkillSeed>()),
+                            query_);
     rows_.clear();
     for (qsizetype i = 0; i < commands_.size(); ++i) {
         rows_ << commandRow(commands_[i], i == 0 || commands_[i - 1].group != commands_[i].group);
@@ -108,6 +116,23 @@ QCoro::Task<> CommandBarModel::runCommand(Command command) {
             setFailure(result->text());
         } else {
             services_.appState->setShowCommandBar(false);
+        }
+        co_return;
+    }
+    if (const auto* install = std::get_if<Command::InstallSkill>(&command.action)) {
+        QPointer<SkillSeedService> skills = services_.skillSeeds;
+        if (!skills) {
+            co_return;
+        }
+        QCoro::Task<Expected<void>> launching = skills->launch(install->seedId);
+        const Expected<void> result = co_await launching;
+        if (!self) {
+            co_return;
+        }
+        if (result.ok()) {
+            services_.appState->setShowCommandBar(false);
+        } else {
+            setFailure(result.error());
         }
         co_return;
     }

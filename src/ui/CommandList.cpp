@@ -48,8 +48,8 @@ QList<Command> questionCommands(Brand brand, const Question& question,
 
 } // namespace
 
-QList<Command> build(Brand brand, const QList<Question>& questions,
-                     const QStringList& liveSessions) {
+QList<Command> build(Brand brand, const QList<Question>& questions, const QStringList& liveSessions,
+                     const QList<SkillSeed>& skills) {
     QList<Command> commands;
     for (SidebarItem item : BrandProfile::sidebarItems(brand)) {
         commands << Command{QStringLiteral("nav:") + sidebarItemWord(item),
@@ -63,6 +63,16 @@ QList<Command> build(Brand brand, const QList<Question>& questions,
         if (question.status == Question::Status::open) {
             commands << questionCommands(brand, question, liveSessions);
         }
+    }
+    for (const SkillSeed& skill : skills) {
+        commands << Command{
+            QStringLiteral("skill:") + skill.id,
+            Command::Group::integrations,
+            (skill.installedSkillPath ? QStringLiteral("Re-run ") : QStringLiteral("Install ")) +
+                skill.title,
+            skill.description,
+            QStringLiteral("utilities-terminal"),
+            Command::InstallSkill{skill.id}};
     }
     commands << Command{QStringLiteral("sys:refresh"),
                         Command::Group::system,

@@ -5,15 +5,17 @@
 #include <QStringList>
 
 #include "app/Brand.h"
+#include "integrations/Seeds.h"
 #include "registry/Question.h"
 #include "ui/Command.h"
 
 namespace mnemora::CommandList {
 
 // The bar's list, fresh for each query: the brand's sections, then for each open question a way
-// into its session (when one is live) and a way to answer it, then the refresh.
-QList<Command> build(Brand brand, const QList<Question>& questions,
-                     const QStringList& liveSessions);
+// into its session (when one is live) and a way to answer it, the brand's skills, then the
+// refresh.
+QList<Command> build(Brand brand, const QList<Question>& questions, const QStringList& liveSessions,
+                     const QList<SkillSeed>& skills = {});
 
 // Whether a live session of the dreamer that asked can be attached to.
 bool canJoin(const Question& question, const QStringList& liveSessions, Brand brand);

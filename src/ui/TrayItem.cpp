@@ -4,6 +4,7 @@
 #include <QMenu>
 #include <QSystemTrayIcon>
 
+#include "app/AppStateStore.h"
 #include "daemon/DaemonProcess.h"
 #include "daemon/DaemonService.h"
 #include "daemon/ProcessingStore.h"
@@ -74,6 +75,11 @@ void TrayItem::rebuildMenu() {
     for (const QString& line : MenuBarStatus::pendingWorkLines(pending_)) {
         addLine(*menu_, line);
     }
+    // The skills live on the integrations screen of the main window.
+    menu_->addAction(QStringLiteral("Get started with skills…"), this, [this] {
+        primary_.appState->setSelection(SidebarItem::integrations);
+        actions_.showMainWindow();
+    });
     addDaemonSection();
     addVaultRows();
     menu_->addSeparator();

@@ -27,9 +27,15 @@ QList<Question> WindowServices::openQuestions() const {
 }
 
 WindowServices WindowServices::primary(MnemoraApp& app) {
-    return {&app.appState(),      &app.config(),        &app.database(),
-            &app.daemonService(), &app.daemonProcess(), &app.processingStore(),
-            &app.questions(),     appDisplayName(),     std::nullopt};
+    WindowServices services{&app.appState(),      &app.config(),        &app.database(),
+                            &app.daemonService(), &app.daemonProcess(), &app.processingStore(),
+                            &app.questions(),     appDisplayName(),     std::nullopt};
+    services.skillSeeds = &app.skillSeeds();
+    services.promptSeeds = &app.promptSeeds();
+    services.sourceSeeds = &app.sourceSeeds();
+    services.dreamer = &app.dreamer();
+    services.migrationGate = &app.migrationGate();
+    return services;
 }
 
 WindowServices WindowServices::vault(VaultRuntime& runtime) {

@@ -10,7 +10,12 @@
 
 namespace mnemora {
 
+class DreamerControl;
+class MigrationGate;
 class MnemoraApp;
+class PromptSeedService;
+class SkillSeedService;
+class SourceSeedService;
 class VaultRuntime;
 
 // The services one window shows: the primary vault's, owned by the application, or a further
@@ -26,6 +31,13 @@ struct WindowServices {
     QuestionService* questions = nullptr;
     QString name;                     // the app's name, or the vault folder's
     std::optional<QString> vaultRoot; // none for the primary window
+
+    // What only the primary window has: seeds, dreamer sessions and the migration gate.
+    SkillSeedService* skillSeeds = nullptr;
+    PromptSeedService* promptSeeds = nullptr;
+    SourceSeedService* sourceSeeds = nullptr;
+    DreamerControl* dreamer = nullptr;
+    MigrationGate* migrationGate = nullptr;
 
     bool isPrimary() const { return !vaultRoot.has_value(); }
 

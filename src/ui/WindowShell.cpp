@@ -4,6 +4,7 @@
 #include "daemon/DaemonProcess.h"
 #include "daemon/DaemonService.h"
 #include "daemon/ProcessingStore.h"
+#include "migration/MigrationGate.h"
 #include "registry/DatabaseService.h"
 #include "runtime/VaultWindowModel.h"
 #include "ui/CommandBarModel.h"
@@ -192,6 +193,10 @@ void WindowShell::setShowCommandBar(bool show) {
         commandBar_->prepare();
     }
     services_.appState->setShowCommandBar(show);
+}
+
+QObject* WindowShell::migrationGate() const {
+    return services_.migrationGate;
 }
 
 QObject* WindowShell::commandBarObject() const {

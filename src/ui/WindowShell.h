@@ -36,6 +36,8 @@ class WindowShell : public QObject {
     Q_PROPERTY(bool showCommandBar READ showCommandBar WRITE setShowCommandBar NOTIFY
                    showCommandBarChanged)
     Q_PROPERTY(QObject* commandBar READ commandBarObject CONSTANT)
+    // The primary window's migration gate; null in a vault window.
+    Q_PROPERTY(QObject* migrationGate READ migrationGate CONSTANT)
 
 public:
     // `vaultWindow` is the vault window's start-up model; none for the primary window.
@@ -62,6 +64,7 @@ public:
     void setShowCommandBar(bool show);
     CommandBarModel& commandBar() const { return *commandBar_; }
     QObject* commandBarObject() const;
+    QObject* migrationGate() const;
 
     // Serves the requests made before anyone listened; called once the owner is connected.
     void servePending();

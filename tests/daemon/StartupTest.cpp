@@ -32,10 +32,11 @@ TEST_F(DaemonStartup, WithNoDaemonAnywhereTheStepFailsAndStartUpCarriesOn) {
     const QStringList steps = app.completedSteps();
     const auto daemonStep = steps.indexOf(QStringLiteral("daemon: failed: ") + reason);
     ASSERT_GE(daemonStep, 0) << steps.join(QLatin1String(" | ")).toStdString();
-    EXPECT_EQ(steps.mid(daemonStep + 1, 5),
-              (QStringList{QStringLiteral("daemon clients wired"), QStringLiteral("index opened"),
-                           QStringLiteral("status polling"), QStringLiteral("event stream"),
-                           QStringLiteral("daemon watchdog")}));
+    EXPECT_EQ(
+        steps.mid(daemonStep + 1, 6),
+        (QStringList{QStringLiteral("daemon clients wired"), QStringLiteral("migration wired"),
+                     QStringLiteral("index opened"), QStringLiteral("status polling"),
+                     QStringLiteral("event stream"), QStringLiteral("daemon watchdog")}));
     EXPECT_TRUE(output.text().contains(QStringLiteral("[MnemoraApp] start-up: daemon: failed: ") +
                                        reason + QLatin1Char('\n')));
 

@@ -13,6 +13,7 @@
 #include "app/ConfigService.h"
 #include "app/UserDefaults.h"
 #include "introspection/IntrospectionServer.h"
+#include "migration/MigrationGate.h"
 #include "platform/Processes.h"
 #include "registry/DatabaseService.h"
 #include "runtime/MnemoraApp.h"
@@ -36,7 +37,8 @@ TEST(MnemoraApp, StartUpRunsItsStepsInOrderAndRecordsFailuresInTheServices) {
     const QStringList steps = app.completedSteps();
     ASSERT_GE(steps.size(), 2);
     EXPECT_EQ(steps.first(), "configuration loaded");
-    EXPECT_EQ(steps.last(), "first-run defaults");
+    EXPECT_EQ(steps.mid(steps.size() - 3),
+              QStringList({"power monitor", "first-run defaults", "seeds"}));
     // Automation is up before the daemon is waited for, and scripts find its port.
     const auto serverStep = steps.indexOf("introspection server");
     EXPECT_GT(serverStep, steps.indexOf("services wired"));
@@ -48,6 +50,9 @@ TEST(MnemoraApp, StartUpRunsItsStepsInOrderAndRecordsFailuresInTheServices) {
     EXPECT_TRUE(app.config().lastError().startsWith("Config not loaded: "));
     EXPECT_TRUE(app.appState().showOnboarding());
     EXPECT_EQ(app.appState().selection(), SidebarItem::home);
+    // No daemon: the migration gate is ready but stays open.
+    EXPECT_TRUE(app.migrationReady());
+    EXPECT_FALSE(app.migrationGate().closed());
     // No index yet: a normal state, with nothing listed.
     EXPECT_FALSE(app.database().isOpen());
     EXPECT_TRUE(app.database().lastError().isEmpty());

@@ -1,10 +1,13 @@
 #include <gtest/gtest.h>
 
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QQuickWindow>
 #include <QTest>
 
 #include "app/AppStateStore.h"
 #include "app/VaultPaths.h"
+#include "migration/MigrationGate.h"
 #include "runtime/MnemoraApp.h"
 #include "support/EventLoop.h"
 #include "support/QtPrinters.h"
@@ -105,5 +108,42 @@ TEST(MainWindow, TheDemoOpensInAVaultWindowOfItsOwn) {
     // Asking again brings back the same window.
     fixture.desktop().openVaultWindow(path);
     EXPECT_EQ(fixture.desktop().vaultWindow(path), window);
+    EXPECT_EQ(warnings.lines(), QStringList());
+}
+
+TEST(MainWindow, ADueMigrationHoldsTheWindowUnderTheWizardUntilItHasRun) {
+    WarningLog warnings;
+    UiFixture fixture(Brand::mnemora, true);
+    fixture.migrationStatus = R"({"v4_preview":{"needs_migration":true,"old_folders":[
+        {"name":"Camera Roll","photo_count":40,"enrichment_score":7}],"recommended_primary_idx":0,
+        "identity_id":"me","identity_display_name":"Me"}})";
+    fixture.start();
+    QQuickWindow& window = fixture.window();
+    ASSERT_TRUE(waitUntil([&] { return fixture.app().migrationGate().closed(); }));
+    ASSERT_TRUE(waitUntil([&] { return findAccessible(window, "Start migration"); }));
+    EXPECT_TRUE(findAccessible(window, "Migration required — complete to continue."));
+    EXPECT_TRUE(findAccessible(window, "Quit"));
+    QAccessibleInterface* folder = findAccessible(
+        window, "Camera Roll (recommended) — 40 photos, 0 voice memos, 0% captioned, 0% "
+                "triaged, 0% processed, score 7");
+    ASSERT_TRUE(folder);
+
+    click(window, findAccessible(window, "Start migration"));
+    ASSERT_TRUE(
+        waitUntil([&] { return fixture.daemon().requestCount("/migrations/v4/run") == 1; }));
+    EXPECT_EQ(QJsonDocument::fromJson(fixture.daemon().requests().last().body).object(),
+              (QJsonObject{{"identity_id", "me"},
+                           {"display_name", "Me"},
+                           {"primary_folder", "Camera Roll"}}));
+    ASSERT_TRUE(waitUntil([&] {
+        return findAccessible(window, "Migrating… please leave this window open until finished.");
+    }));
+    fixture.migrationStatus = "{}";
+    fixture.daemon().sendToStreams(
+        "data: {\"event\":\"migration-progress\",\"payload\":{\"done\":true}}\n\n");
+    ASSERT_TRUE(waitUntil([&] { return findAccessible(window, "Restart indexing"); }));
+    EXPECT_TRUE(findAccessible(window, "Backfill cloud identifiers"));
+    click(window, findAccessible(window, "Restart indexing"));
+    EXPECT_TRUE(waitUntil([&] { return !fixture.app().migrationGate().closed(); }));
     EXPECT_EQ(warnings.lines(), QStringList());
 }

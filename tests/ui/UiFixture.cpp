@@ -269,6 +269,9 @@ HttpServer::Response UiFixture::answer(const HttpServer::Request& request) const
                        {QStringLiteral("session"), limited},
                        {QStringLiteral("message"), QStringLiteral("Usage limit reached")}}}}}));
     }
+    if (path == "/migrations/status") {
+        return HttpServer::json(migrationStatus);
+    }
     if (path == "/home/narrative") {
         const auto section = [](const char* body) {
             return QJsonObject{{QStringLiteral("body"), QString::fromUtf8(body)},

@@ -53,6 +53,9 @@ public:
     // Renders the window as it looks now.
     QImage grab() const;
 
+    // What the fake daemon answers to `migrations/status`.
+    QByteArray migrationStatus = "{}";
+
     static const QString kAskedSlug; // a dreamer's question with suggested answers
     static const QString kDocSlug;   // the accountant's request for a document
     static const QString kClipPath;  // where the fake daemon says an uploaded clip went

@@ -85,10 +85,15 @@ ApplicationWindow {
         onActivated: window.shell.showCommandBar = true
     }
 
+    // While a migration is due the window stays mounted but disabled under the wizard.
+    readonly property bool migrationHeld: window.shell.migrationGate !== null
+                                          && window.shell.migrationGate.closed
+
     RowLayout {
         anchors.fill: parent
         spacing: 0
         visible: !window.shell.opening
+        enabled: !window.migrationHeld
 
         Sidebar {
             shell: window.shell
@@ -111,5 +116,13 @@ ApplicationWindow {
 
     CommandBar {
         shell: window.shell
+    }
+
+    Loader {
+        active: window.shell.migrationGate !== null
+        sourceComponent: MigrationSheet {
+            gate: window.shell.migrationGate
+            visible: window.migrationHeld
+        }
     }
 }
