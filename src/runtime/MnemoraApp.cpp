@@ -150,6 +150,19 @@ void MnemoraApp::addPrimarySteps(VaultServices::ExtraSteps& steps) {
                       sourceSeeds_->setConfig(config);
                       dreamer_->setDaemon(&services_->daemon());
                   }));
+    steps.emplace(Slot::afterWiring, VaultServices::now(QStringLiteral("delegate wired"), [this] {
+                      appDelegate_->setDaemon(&services_->daemonProcess());
+                  }));
+    // Automation works while the daemon is still coming up.
+    steps.emplace(Slot::afterWiring, VaultServices::now(QStringLiteral("introspection server"),
+                                                        [this] { startIntrospection(); }));
+    // The onboarding overlay for a user who has not finished it.
+    steps.emplace(
+        Slot::afterWiring, VaultServices::now(QStringLiteral("onboarding flag read"), [this] {
+            if (!userDefaults_->boolValue(QString::fromLatin1(UserDefaults::onboardingComplete))) {
+                services_->appState().setShowOnboarding(true);
+            }
+        }));
     // The gate may close from here on; the status comes in the background, and a daemon that
     // is not up yet leaves it open.
     steps.emplace(Slot::afterDaemon, VaultServices::now(QStringLiteral("migration wired"), [this] {
@@ -160,33 +173,17 @@ void MnemoraApp::addPrimarySteps(VaultServices::ExtraSteps& steps) {
     steps.emplace(Slot::afterOpenQuestions,
                   VaultServices::now(QStringLiteral("power monitor"),
                                      [this] { powerMonitor_->start(&services_->daemon()); }));
+    // First-run defaults from the daemon, once.
+    steps.emplace(Slot::afterOpenQuestions,
+                  StartupStep{QStringLiteral("first-run defaults"),
+                              [this] { return applyFirstRunDefaults(); }});
+    steps.emplace(Slot::afterOpenQuestions,
+                  StartupStep{QStringLiteral("seeds"), [this] { return refreshSeeds(); }});
 }
 
 QCoro::Task<> MnemoraApp::startUp() {
-    using Slot = VaultServices::Slot;
     VaultServices::ExtraSteps primaryOnly;
     addPrimarySteps(primaryOnly);
-    primaryOnly.emplace(Slot::afterWiring,
-                        VaultServices::now(QStringLiteral("delegate wired"), [this] {
-                            appDelegate_->setDaemon(&services_->daemonProcess());
-                        }));
-    // Automation works while the daemon is still coming up.
-    primaryOnly.emplace(Slot::afterWiring,
-                        VaultServices::now(QStringLiteral("introspection server"),
-                                           [this] { startIntrospection(); }));
-    // The onboarding overlay for a user who has not finished it.
-    primaryOnly.emplace(
-        Slot::afterWiring, VaultServices::now(QStringLiteral("onboarding flag read"), [this] {
-            if (!userDefaults_->boolValue(QString::fromLatin1(UserDefaults::onboardingComplete))) {
-                services_->appState().setShowOnboarding(true);
-            }
-        }));
-    // First-run defaults from the daemon, once.
-    primaryOnly.emplace(Slot::afterOpenQuestions,
-                        StartupStep{QStringLiteral("first-run defaults"),
-                                    [this] { return applyFirstRunDefaults(); }});
-    primaryOnly.emplace(Slot::afterOpenQuestions,
-                        StartupStep{QStringLiteral("seeds"), [this] { return refreshSeeds(); }});
 
     QPointer<MnemoraApp> self(this);
     QCoro::Task<> steps = VaultServices::run(services_->startupSteps(primaryOnly), this,
