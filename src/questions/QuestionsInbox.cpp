@@ -184,6 +184,7 @@ QCoro::Task<> QuestionsInbox::answer(QString slug, QString text) {
         co_return;
     }
     answered_.insert(slug, trimmed);
+    drafts_.remove(slug);
     QCoro::Task<> notifying = notifyChanged();
     co_await notifying;
     if (!self) {
@@ -290,6 +291,14 @@ QCoro::Task<> QuestionsInbox::joinSession(QString slug) {
     }
     if (result) {
         setActionError(result->text());
+    }
+}
+
+void QuestionsInbox::setDraft(const QString& slug, const QString& text) {
+    if (text.isEmpty()) {
+        drafts_.remove(slug);
+    } else {
+        drafts_.insert(slug, text);
     }
 }
 

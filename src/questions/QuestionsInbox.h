@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QDateTime>
+#include <QHash>
 #include <QList>
 #include <QMap>
 #include <QObject>
@@ -99,6 +100,11 @@ public:
     Q_INVOKABLE void expand();
     Q_INVOKABLE void clearActionError();
 
+    // What the user has typed into a card and not sent yet. Kept here rather than in the card,
+    // so a draft outlives the card being rebuilt when the list changes; an answer sent clears it.
+    Q_INVOKABLE QString draft(const QString& slug) const { return drafts_.value(slug); }
+    Q_INVOKABLE void setDraft(const QString& slug, const QString& text);
+
     QCoro::Task<> answer(QString slug, QString text);
     QCoro::Task<> chooseAction(QString slug, int index);
     QCoro::Task<> acceptHandover();
@@ -145,6 +151,7 @@ private:
     std::optional<PendingHandover> pendingHandover_;
     std::optional<QString> actionError_;
     QMap<QString, QString> answered_;
+    QHash<QString, QString> drafts_;
     QStringList goingBackIn_;
     bool peekExpanded_ = false;
 };

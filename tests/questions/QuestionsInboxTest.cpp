@@ -94,6 +94,27 @@ TEST_F(QuestionsInboxTest, AnAnswerIsWrittenEchoedAndOnlyADreamerHearsItGoesBack
     EXPECT_EQ(list->cards().at(0).toMap().value("resolved").toString(), QString());
 }
 
+TEST_F(QuestionsInboxTest, DraftsOutliveANewListAndOnlyASentAnswerClearsItsOwn) {
+    auto list = inbox();
+    const Question first = write("first", "setup", "cli");
+    const Question second = write("second", "setup", "cli");
+    list->setQuestions({first, second});
+    list->setDraft(QStringLiteral("first"), QStringLiteral("half an answer"));
+    list->setDraft(QStringLiteral("second"), QStringLiteral("the whole answer"));
+
+    // The list changes under the cards (a new question came in): the drafts stay.
+    list->setQuestions({write("third", "setup", "cli"), first, second});
+    EXPECT_EQ(list->draft(QStringLiteral("first")), QStringLiteral("half an answer"));
+
+    runTask(list->answer(QStringLiteral("second"), list->draft(QStringLiteral("second"))));
+    EXPECT_EQ(list->draft(QStringLiteral("second")), QString());
+    EXPECT_EQ(list->draft(QStringLiteral("first")), QStringLiteral("half an answer"));
+    // A failed answer keeps its draft.
+    QFile::remove(first.filePath);
+    runTask(list->answer(QStringLiteral("first"), list->draft(QStringLiteral("first"))));
+    EXPECT_EQ(list->draft(QStringLiteral("first")), QStringLiteral("half an answer"));
+}
+
 TEST_F(QuestionsInboxTest, ALoginCardAsksForConsentOnceAndAFailedRecordDoesNotStopTheSignIn) {
     auto list = inbox();
     list->setQuestions({write("bank", "login", "dreamer:x", "[Sign in => go ahead | Later]")});

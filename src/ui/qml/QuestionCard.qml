@@ -125,6 +125,9 @@ Frame {
             daemon: card.inbox.daemon
             accessibleName: "Answer to " + card.modelData.slug
             onSubmit: if (sendButton.enabled) sendButton.clicked()
+            // The inbox keeps the draft, so it survives this card being rebuilt.
+            Component.onCompleted: text = card.inbox.draft(card.modelData.slug)
+            onTextChanged: card.inbox.setDraft(card.modelData.slug, text)
         }
 
         RowLayout {
