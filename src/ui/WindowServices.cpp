@@ -26,10 +26,19 @@ QList<Question> WindowServices::openQuestions() const {
     return open;
 }
 
+namespace {
+
+// A window's view of one vault's services, whichever root owns them.
+WindowServices viewOf(VaultServices& stack, QString name, std::optional<QString> vaultRoot) {
+    return {&stack.appState(),  &stack.config(),        &stack.database(),
+            &stack.daemon(),    &stack.daemonProcess(), &stack.processing(),
+            &stack.questions(), std::move(name),        std::move(vaultRoot)};
+}
+
+} // namespace
+
 WindowServices WindowServices::primary(MnemoraApp& app) {
-    WindowServices services{&app.appState(),      &app.config(),        &app.database(),
-                            &app.daemonService(), &app.daemonProcess(), &app.processingStore(),
-                            &app.questions(),     appDisplayName(),     std::nullopt};
+    WindowServices services = viewOf(app.services(), appDisplayName(), std::nullopt);
     services.skillSeeds = &app.skillSeeds();
     services.promptSeeds = &app.promptSeeds();
     services.sourceSeeds = &app.sourceSeeds();
@@ -39,11 +48,8 @@ WindowServices WindowServices::primary(MnemoraApp& app) {
 }
 
 WindowServices WindowServices::vault(VaultRuntime& runtime) {
-    return {&runtime.appState(),      &runtime.config(),
-            &runtime.database(),      &runtime.daemon(),
-            &runtime.daemonProcess(), &runtime.processing(),
-            &runtime.questions(),     QFileInfo(runtime.vaultRoot()).fileName(),
-            runtime.vaultRoot()};
+    return viewOf(runtime.services(), QFileInfo(runtime.vaultRoot()).fileName(),
+                  runtime.vaultRoot());
 }
 
 } // namespace mnemora
