@@ -60,9 +60,13 @@ bool QuotaWatcher::attentionNeedsYou() const {
     return item && item->needsYou;
 }
 
+void QuotaWatcher::setDaemon(DaemonService* daemon) {
+    daemon_ = daemon;
+}
+
 void QuotaWatcher::start(DaemonService* daemon, std::chrono::milliseconds interval) {
     stop();
-    daemon_ = daemon;
+    setDaemon(daemon);
     QPointer<QuotaWatcher> self(this);
     CancellableLoop::start(pollTask_, interval, CancellableLoop::FirstPass::atOnce,
                            [self] { return tickFor(self); });

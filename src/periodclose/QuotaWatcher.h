@@ -77,6 +77,9 @@ public:
     // Where "now" comes from; tests fix it.
     void setClock(std::function<QDateTime()> clock) { clock_ = std::move(clock); }
 
+    // The daemon `tick` asks; `start` sets it too.
+    void setDaemon(DaemonService* daemon);
+
     // Stops what ran before; the first tick runs at once, then one every `interval`.
     void start(DaemonService* daemon, std::chrono::milliseconds interval = defaultInterval);
     void stop();

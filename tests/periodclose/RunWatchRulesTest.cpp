@@ -149,7 +149,7 @@ TEST(RunLivenessTest, SaysOneLineForEachState) {
     }
 }
 
-TEST(QuotaWatcherTest, APauseHidesAnInterruption) {
+TEST(QuotaWatcherAttentionTest, APauseHidesAnInterruption) {
     using Attention = QuotaWatcher::Attention;
     const QuotaPause::Episode pause{"tallo-dreamer-close-1", std::nullopt};
     const RunInterruption::Episode interrupted{"2026-10", std::nullopt};
