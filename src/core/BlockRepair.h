@@ -2,6 +2,7 @@
 
 #include "core/BlockID.h"
 
+#include <ostream>
 #include <string>
 
 namespace mnemora::core {
@@ -19,5 +20,10 @@ struct BlockRepair {
 
     bool operator==(const BlockRepair&) const = default;
 };
+
+// "{field} of {blockID}: {detail}", for messages and test failures.
+inline std::ostream& operator<<(std::ostream& out, const BlockRepair& repair) {
+    return out << repair.field << " of " << repair.blockID.rawValue << ": " << repair.detail;
+}
 
 } // namespace mnemora::core

@@ -66,6 +66,41 @@ void fitLevel(Block& block, std::vector<BlockRepair>& repairs) {
     block.level = fitted;
 }
 
+// The names of the content fields in which two blocks differ, joined by ", ".
+std::string differingFields(const Block& a, const Block& b) {
+    std::string names;
+    forEachContentField(a, [&](std::string_view name, const auto& field) {
+        forEachContentField(b, [&](std::string_view otherName, const auto& other) {
+            if constexpr (std::is_same_v<decltype(field), decltype(other)>) {
+                if (name == otherName && field != other) {
+                    names += (names.empty() ? "" : ", ") + std::string(name);
+                }
+            }
+        });
+    });
+    return names;
+}
+
+// Content lives in the file on this desktop, so a block is stored as its line reads back.
+// Otherwise reading the file back would take the line for another block, and the block would
+// lose its identity (a `text` block "# Milk" reads as a heading, an empty answer as none).
+void matchTheFile(Block& block, std::vector<BlockRepair>& repairs) {
+    const std::string line = MarkdownCodec::serializeLine(block);
+    const std::vector<Block> read = MarkdownCodec::parse(line);
+    if (read.size() != 1 || read.front().hasSameContent(block)) {
+        return;
+    }
+    const std::string fields = differingFields(block, read.front());
+    BlockID id = block.id;
+    FractionalIndex position = block.position;
+    block = read.front();
+    block.id = std::move(id);
+    block.position = std::move(position);
+    repairs.push_back({.blockID = block.id,
+                       .field = fields,
+                       .detail = "taken as the file reads the line " + quoted(line)});
+}
+
 // Why a key cannot be kept as it is; empty when it can.
 std::string faultOf(const FractionalIndex& position) {
     const std::string& key = position.key;
@@ -107,6 +142,7 @@ void repairFields(Block& block, std::vector<BlockRepair>& repairs) {
     });
     joinLines(block, repairs);
     fitLevel(block, repairs);
+    matchTheFile(block, repairs);
 }
 
 void repairPositions(std::vector<Block>& blocks, std::vector<BlockRepair>& repairs) {

@@ -17,7 +17,9 @@ inline constexpr std::size_t kMaxFieldBytes = 64 * 1024;
 
 // Cuts every text field to kMaxFieldBytes, turns the line breaks of `text` (which the file writes
 // raw, as one line) into blanks, and brings `level` into its range: 1 to 6 for a heading, 0 for
-// every other kind. Appends one repair for each field it changed.
+// every other kind. Then the block takes the content that its line of the file reads back as,
+// so that the file parses as the very blocks it was written from. Appends one repair for each
+// change.
 void repairFields(Block& block, std::vector<BlockRepair>& repairs);
 
 // `blocks` in the order they are stored and written: ascending by position, ties in any order.

@@ -79,7 +79,7 @@ TEST(IncomingBlocksTest, UnusableAndCollidingKeysGetFreshKeysBetweenTheirNeighbo
     }
 }
 
-TEST(IncomingBlocksTest, FieldsAreCutAtACharacterJoinedIntoOneLineAndLevelsFitTheirKind) {
+TEST(IncomingBlocksTest, FieldsAreCutJoinedIntoOneLineFittedAndTakenAsTheFileReadsThem) {
     struct Case {
         const char* name;
         Block block;
@@ -103,10 +103,15 @@ TEST(IncomingBlocksTest, FieldsAreCutAtACharacterJoinedIntoOneLineAndLevelsFitTh
            .field = "text",
            .detail = "2 line breaks became blanks, since a block is one line of the file"}}},
         {"huge texts",
-         Block{.id = id, .kind = BlockKind::question, .text = accented, .answer = accented},
+         Block{.id = id,
+               .kind = BlockKind::question,
+               .text = accented,
+               .questionStatus = QuestionCardStatus::open,
+               .answer = accented},
          Block{.id = id,
                .kind = BlockKind::question,
                .text = accented.substr(0, 65535),
+               .questionStatus = QuestionCardStatus::open,
                .answer = accented.substr(0, 65535)},
          {{.blockID = id, .field = "text", .detail = "cut from 80001 to 65535 bytes"},
           {.blockID = id, .field = "answer", .detail = "cut from 80001 to 65535 bytes"}}},
@@ -121,11 +126,17 @@ TEST(IncomingBlocksTest, FieldsAreCutAtACharacterJoinedIntoOneLineAndLevelsFitTh
          Block{.id = id, .kind = BlockKind::heading, .level = 1},
          {{.blockID = id, .field = "level", .detail = "level 0 is no heading level; now 1"}}},
         {"level on an item",
-         Block{.id = id, .kind = BlockKind::item, .level = -3},
-         Block{.id = id, .kind = BlockKind::item, .level = 0},
+         Block{.id = id, .kind = BlockKind::item, .level = -3, .checked = true},
+         Block{.id = id, .kind = BlockKind::item, .level = 0, .checked = true},
          {{.blockID = id,
            .field = "level",
            .detail = "level -3 on a block of kind \"item\", which has none; now 0"}}},
+        {"what the file cannot hold",
+         Block{.id = id, .text = "- [x] Milk", .answer = "", .countDone = 3},
+         Block{.id = id, .kind = BlockKind::item, .text = "Milk", .checked = true},
+         {{.blockID = id,
+           .field = "kind, text, checked, answer, countDone",
+           .detail = "taken as the file reads the line \"- [x] Milk\""}}},
     };
     for (const Case& c : cases) {
         Block block = c.block;

@@ -131,20 +131,29 @@ TEST_F(SyncedDocEngineTest, RemoteChangeReadBackFromTheFileDoesNotEcho) {
     EXPECT_EQ(echo.blocks, store_.loadBlocks("a.md"));
 }
 
-TEST_F(SyncedDocEngineTest, FieldThatDoesNotSurviveTheFileShowsOnceAsEdit) {
+TEST_F(SyncedDocEngineTest, RemoteBlockIsStoredAsItsLineReadsSoReadingBackKeepsIdentity) {
     engine_.applyFileChange("a.md", "Intro");
-    // An item without `checked` writes as unchecked and reads back with `checked` false.
+    // An item without `checked` writes as unchecked; a text "# Soap" reads as a heading.
     const Block item{
-        .id = BlockID("NEW"), .kind = BlockKind::item, .text = "Soap", .position = FI("ii")};
+        .id = BlockID("ITEM"), .kind = BlockKind::item, .text = "Soap", .position = FI("ii")};
+    const Block heading = line("HEAD", "iii", "# Soap");
 
-    const std::string text = engine_.applyRemoteOps("", "a.md", {BlockOp::add(item)});
-    EXPECT_EQ(text, "Intro\n- [ ] Soap");
+    std::vector<BlockRepair> repairs;
+    const std::string text =
+        engine_.applyRemoteOps("", "a.md", {BlockOp::add(item), BlockOp::add(heading)}, repairs);
+    EXPECT_EQ(text, "Intro\n- [ ] Soap\n# Soap");
+    EXPECT_EQ(repairs, (std::vector<BlockRepair>{
+                           {.blockID = BlockID("ITEM"),
+                            .field = "checked",
+                            .detail = "taken as the file reads the line \"- [ ] Soap\""},
+                           {.blockID = BlockID("HEAD"),
+                            .field = "kind, level, text",
+                            .detail = "taken as the file reads the line \"# Soap\""}}));
+    EXPECT_EQ(store_.loadBlocks("a.md")[1].checked, std::optional<bool>(false));
 
     const auto readBack = engine_.applyFileChange("a.md", text);
-    ASSERT_EQ(kindsOf(readBack.ops), (Kinds{Kind::keep, Kind::edit}));
-    EXPECT_EQ(readBack.ops[1].id(), BlockID("NEW"));
-    EXPECT_EQ(readBack.blocks[1].checked, std::optional<bool>(false));
-    EXPECT_EQ(kindsOf(engine_.applyFileChange("a.md", text).ops), Kinds(2, Kind::keep));
+    EXPECT_EQ(kindsOf(readBack.ops), Kinds(3, Kind::keep));
+    EXPECT_EQ(readBack.blocks[2].id, BlockID("HEAD"));
 }
 
 TEST_F(SyncedDocEngineTest, RemoteOpsUseTheirOwnZone) {
