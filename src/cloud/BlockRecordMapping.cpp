@@ -1,6 +1,7 @@
 #include "cloud/BlockRecordMapping.h"
 
 #include "cloud/SyncedDocRecordType.h"
+#include "core/MarkdownCodec.h"
 
 #include <algorithm>
 #include <limits>
@@ -103,6 +104,11 @@ template <typename T> const char* expectedValue() {
     }
 }
 
+// A word of the record as a note shows it: quoted, and cut if long.
+std::string quoted(const QString& word) {
+    return "\"" + core::MarkdownCodec::linePreview(word.toStdString()) + "\"";
+}
+
 core::BlockRepair note(const Record& record, const char* field, std::string detail) {
     return core::BlockRepair{.blockID = core::BlockID(record.recordID().recordName.toStdString()),
                              .field = field,
@@ -113,7 +119,7 @@ core::BlockRepair note(const Record& record, const char* field, std::string deta
 template <typename T> std::string unreadable(const Record& record, const QString& key) {
     if constexpr (WireEnum<T>) {
         if (const auto word = record.get<QString>(key)) {
-            return "\"" + word->toStdString() + "\" is no known word; read as absent";
+            return quoted(*word) + " is no known word; read as absent";
         }
     }
     return std::string("is not ") + expectedValue<T>() + "; read as absent";
@@ -161,8 +167,8 @@ core::BlockRepair skipped(const Record& record) {
         }
     }
     return note(record, "kind",
-                "\"" + record.get<QString>(QStringLiteral("kind"))->toStdString() +
-                    "\" is no block kind; record skipped");
+                quoted(*record.get<QString>(QStringLiteral("kind"))) +
+                    " is no block kind; record skipped");
 }
 
 std::optional<Block> readBlock(const Record& record, std::vector<core::BlockRepair>* repairs) {

@@ -16,7 +16,7 @@ TEST(RepairLog, EachRepairIsOneLineNamingFieldBlockAndDocument) {
                        .detail = "\"i0\" ends in \"0\"; now \"ii\""},
                       {.blockID = core::BlockID("B2"),
                        .field = "kind",
-                       .detail = "\"table\" is no block kind; record skipped"}});
+                       .detail = "\"ta\r\nble\" is no block kind; record skipped"}});
     SyncLog::flush();
     QStringList lines = QString::fromUtf8(test::TestEnvironment::readFile(path))
                             .split(QLatin1Char('\n'), Qt::SkipEmptyParts);
@@ -28,6 +28,6 @@ TEST(RepairLog, EachRepairIsOneLineNamingFieldBlockAndDocument) {
                                           "B1 in lists/active/groceries.md: \"i0\" ends in \"0\"; "
                                           "now \"ii\""),
                            QStringLiteral("[Books] [SyncedDocsBridgeService] REPAIRED kind of B2 "
-                                          "in lists/active/groceries.md: \"table\" is no block "
-                                          "kind; record skipped")}));
+                                          "in lists/active/groceries.md: \"ta\\r\\nble\" is no "
+                                          "block kind; record skipped")}));
 }
