@@ -15,10 +15,6 @@ std::string quoted(std::string_view text) {
     return "\"" + MarkdownCodec::linePreview(text) + "\"";
 }
 
-std::string plural(std::size_t count, std::string_view one, std::string_view many) {
-    return std::to_string(count) + " " + std::string(count == 1 ? one : many);
-}
-
 // Cuts `value` to at most kMaxFieldBytes without splitting a UTF-8 sequence.
 void cap(std::string& value, std::string_view name, const BlockID& id,
          std::vector<BlockRepair>& repairs) {
@@ -44,10 +40,12 @@ void joinLines(Block& block, std::vector<BlockRepair>& repairs) {
         return;
     }
     std::replace(block.text.begin(), block.text.end(), '\n', ' ');
-    repairs.push_back({.blockID = block.id,
-                       .field = "text",
-                       .detail = plural(breaks, "line break", "line breaks") +
-                                 " became blanks, since a block is one line of the file"});
+    repairs.push_back(
+        {.blockID = block.id,
+         .field = "text",
+         .detail = (breaks == 1 ? std::string("a line break became a blank")
+                                : std::to_string(breaks) + " line breaks became blanks") +
+                   ", since a block is one line of the file"});
 }
 
 void fitLevel(Block& block, std::vector<BlockRepair>& repairs) {
