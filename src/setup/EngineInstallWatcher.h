@@ -14,7 +14,6 @@
 
 namespace mnemora {
 
-
 // Asks the daemon for the agent's tools over and over while a setup screen is open, and notices
 // the moment the last missing one arrives: `completedDuringThisWatch` tells the screen that the
 // install happened while it watched, as opposed to a machine that had everything before.

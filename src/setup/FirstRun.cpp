@@ -31,8 +31,8 @@ const QString engineStillMissing = QStringLiteral("Still missing: {tools}");
 const QString engineOpenTerminal = QStringLiteral("Open a terminal and paste it");
 const QString engineHelp = QStringLiteral("What can I do about this?");
 // Debian's packages for the two helpers, then Claude Code itself from npm.
-const QString engineCommand = QStringLiteral(
-    "sudo apt install tmux nodejs npm && sudo npm i -g @anthropic-ai/claude-code");
+const QString engineCommand =
+    QStringLiteral("sudo apt install tmux nodejs npm && sudo npm i -g @anthropic-ai/claude-code");
 const QString fundingHave = QStringLiteral("I have a Claude subscription");
 const QString fundingOptions = QStringLiteral("I don't — what are my options?");
 const QString fundingOptionsText = QStringLiteral(

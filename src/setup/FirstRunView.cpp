@@ -338,11 +338,9 @@ void FirstRunView::evaluateGates() {
         QCoro::Task<> checking = runChecks();
         Q_UNUSED(checking);
     }
-    if (!waiting.isEmpty() || inspecting_) {
-        return;
-    }
-    if (!conversation()) {
-        confirm();
+    // The microphone never holds the flow back: it is asked for only when the user reaches
+    // for it, and a typed answer needs none.
+    if (FirstRun::leadingGate(waiting) || inspecting_ || !conversation()) {
         return;
     }
     std::optional<FirstRun::Answer> judged = held_;
@@ -363,6 +361,10 @@ void FirstRunView::evaluateGates() {
     case Phase::working:
         return;
     }
+}
+
+bool FirstRunView::gatesClear() const {
+    return !FirstRun::leadingGate(waitingGates());
 }
 
 QString FirstRunView::caption() const {

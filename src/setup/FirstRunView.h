@@ -41,6 +41,8 @@ class FirstRunView : public QObject {
     Q_PROPERTY(bool canSend READ canSend NOTIFY changed)
     Q_PROPERTY(bool reAsk READ reAskAfterUnreadableClip NOTIFY changed)
     Q_PROPERTY(QString caption READ caption NOTIFY changed)
+    // No gate but the microphone waits: a brand without the conversation may go on.
+    Q_PROPERTY(bool gatesClear READ gatesClear NOTIFY changed)
     Q_PROPERTY(QVariantList rows READ rowsVariant NOTIFY changed)
     Q_PROPERTY(QVariantMap answerBlock READ answerBlockVariant NOTIFY changed)
     Q_PROPERTY(QStringList missingTools READ missingTools NOTIFY changed)
@@ -113,6 +115,7 @@ public:
     bool fundingOptionsShown() const { return fundingOptionsShown_; }
     const QString& actionError() const { return actionError_; }
     QList<FirstRun::Gate> waitingGates() const;
+    bool gatesClear() const;
     QString caption() const;
     QVariantList rowsVariant() const;
     std::optional<FirstRun::AnswerBlock> answerBlock(int mode = 0) const;

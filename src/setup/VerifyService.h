@@ -14,13 +14,12 @@
 #include <optional>
 
 #include "app/CancellableLoop.h"
-#include "daemon/DaemonService.h"
 #include "daemon/DaemonEndpoints.h"
+#include "daemon/DaemonService.h"
 #include "daemon/EventStreamReader.h"
 #include "daemon/VerifyResult.h"
 
 namespace mnemora {
-
 
 // The proofs that the setup really works, each one request that the daemon carries out whole on
 // nothing that matters, and the voice model's download, which runs in the background meanwhile.
