@@ -115,12 +115,16 @@ QDateTime FirstRunView::now() const {
 
 void FirstRunView::present() {
     isPresented_ = true;
+    // An inspection state asked for before the screen opened replaces the real entry.
+    if (services_.appState && services_.appState->pendingOnboardingCommand()) {
+        consumeCommand();
+        return;
+    }
     if (conversation()) {
         enterQuestion();
     } else {
         enterSetup();
     }
-    consumeCommand();
     consumeClip();
 }
 
@@ -313,7 +317,11 @@ FirstRun::GateInputs FirstRunView::gateInputs() const {
     FirstRun::GateInputs inputs;
     inputs.micGranted = micGranted_;
     inputs.engineInstalled = engine_->allInstalled();
-    inputs.claudeBackend = services_.config ? services_.config->claudeBackend() : QString();
+    // The stored choice itself, not the backend a missing one defaults to.
+    if (services_.config) {
+        inputs.claudeBackend =
+            services_.config->config().value(QLatin1String("claude_backend")).toString();
+    }
     inputs.enginePassed = verify_->passed(VerifyService::Proof::engine);
     inputs.browserPassed = verify_->passed(VerifyService::Proof::browser);
     inputs.pretendFresh = pretendFresh_;

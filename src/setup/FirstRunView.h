@@ -108,6 +108,7 @@ public:
     bool reAskAfterUnreadableClip() const { return reAskAfterUnreadableClip_; }
     const std::optional<FirstRun::Answer>& held() const { return held_; }
     const std::optional<QString>& setupAskedAt() const { return setupAskedAt_; }
+    std::optional<int> unreadableSeconds() const { return unreadableSeconds_; }
     bool micGranted() const { return micGranted_; }
     void setMicGranted(bool granted);
     bool pretendFresh() const { return pretendFresh_; }
