@@ -114,7 +114,7 @@ QDateTime FirstRunView::now() const {
 }
 
 void FirstRunView::present() {
-    isPresented_ = true;
+    setPresented(true);
     // An inspection state asked for before the screen opened replaces the real entry.
     if (services_.appState && services_.appState->pendingOnboardingCommand()) {
         consumeCommand();
@@ -126,6 +126,17 @@ void FirstRunView::present() {
         enterSetup();
     }
     consumeClip();
+}
+
+void FirstRunView::setPresented(bool presented) {
+    if (isPresented_ != presented) {
+        isPresented_ = presented;
+        emit presentedChanged();
+    }
+}
+
+QObject* FirstRunView::daemonObject() const {
+    return services_.daemon;
 }
 
 QString FirstRunView::brandWord() const {
@@ -507,6 +518,27 @@ QVariantList FirstRunView::checksVariant() const {
     return list;
 }
 
+QString FirstRunView::checksSummary() const {
+    int good = 0;
+    for (const QVariant& check : checksVariant()) {
+        good += check.toMap().value(QStringLiteral("ok")).toBool() ? 1 : 0;
+    }
+    return good > 0 ? FirstRun::numberWord(good) + QStringLiteral(" good") : QString();
+}
+
+bool FirstRunView::checksFailed() const {
+    if (checksRunning_) {
+        return false;
+    }
+    for (const QVariant& check : checksVariant()) {
+        const QVariantMap entry = check.toMap();
+        if (entry.contains(QStringLiteral("ok")) && !entry.value(QStringLiteral("ok")).toBool()) {
+            return true;
+        }
+    }
+    return false;
+}
+
 QString FirstRunView::checksNote() const {
     if (!FirstRun::proofs(brand_).contains(Proof::browser)) {
         return {};
@@ -644,7 +676,7 @@ void FirstRunView::confirm() {
         UserDefaults().setBool(QString::fromLatin1(UserDefaults::demoOfferPending), true);
     }
     UserDefaults().setBool(QString::fromLatin1(UserDefaults::onboardingComplete), true);
-    isPresented_ = false;
+    setPresented(false);
     if (services_.appState) {
         services_.appState->setShowOnboarding(false);
     }
@@ -688,7 +720,7 @@ QCoro::Task<> FirstRunView::reportTask(QPointer<FirstRunView> self, QString text
 // Inspection states and clips handed in from elsewhere.
 
 void FirstRunView::consumeCommand() {
-    if (!services_.appState || !isPresented_) {
+    if (!services_.appState) {
         return;
     }
     const std::optional<QString> word = services_.appState->pendingOnboardingCommand();
@@ -701,6 +733,11 @@ void FirstRunView::consumeCommand() {
 
 void FirstRunView::command(const QString& word) {
     using FirstRun::AnswerOrigin;
+    const bool inspection =
+        word.startsWith(QLatin1String("screen-")) || word == QLatin1String("acceptance-card");
+    if (!inspection && !isPresented_) {
+        return; // only an inspection state opens the first run by itself
+    }
     if (word == QLatin1String("finish")) {
         confirm();
         return;
@@ -712,11 +749,17 @@ void FirstRunView::command(const QString& word) {
         present();
         return;
     }
-    if (!word.startsWith(QLatin1String("screen-")) && word != QLatin1String("acceptance-card")) {
+    if (!inspection) {
         return; // the older wizard's steps
     }
     inspecting_ = true;
-    isPresented_ = true;
+    setPresented(true);
+    if (!conversation() && word != QLatin1String("acceptance-card")) {
+        // The other brands have no question: every screen is their gates.
+        pretendFresh_ = word == QLatin1String("screen-b-fresh");
+        enterSetup();
+        return;
+    }
     const FirstRun::Answer typed{kSampleAnswer, AnswerOrigin::typed, std::nullopt, std::nullopt};
     if (word == QLatin1String("screen-a")) {
         held_.reset();
@@ -738,6 +781,9 @@ void FirstRunView::command(const QString& word) {
         readBack_ = FirstRun::parseReadBack(kSampleReadBack);
         setPhase(Phase::readBack);
     } else if (word == QLatin1String("acceptance-card")) {
+        // The consent is asked at the browser check, on the gates' screen.
+        held_ = typed;
+        enterSetup();
         acceptanceShown_ = true;
         emit changed();
     }

@@ -32,7 +32,7 @@ class TerminalLauncher;
 // state and runs the tasks; what it decides and says comes from `FirstRun`.
 class FirstRunView : public QObject {
     Q_OBJECT
-    Q_PROPERTY(bool isPresented READ isPresented NOTIFY changed)
+    Q_PROPERTY(bool isPresented READ isPresented NOTIFY presentedChanged)
     Q_PROPERTY(QString phase READ phaseWord NOTIFY changed)
     Q_PROPERTY(QString brand READ brandWord CONSTANT)
     Q_PROPERTY(bool conversation READ conversation CONSTANT)
@@ -50,6 +50,10 @@ class FirstRunView : public QObject {
     Q_PROPERTY(QString actionError READ actionError NOTIFY changed)
     Q_PROPERTY(QVariantList checks READ checksVariant NOTIFY changed)
     Q_PROPERTY(QString checksNote READ checksNote NOTIFY changed)
+    // "{number} good" once a proof has passed.
+    Q_PROPERTY(QString checksSummary READ checksSummary NOTIFY changed)
+    Q_PROPERTY(bool checksFailed READ checksFailed NOTIFY changed)
+    Q_PROPERTY(QString engineCommand READ engineCommand CONSTANT)
     Q_PROPERTY(bool acceptanceShown READ acceptanceShown NOTIFY changed)
     Q_PROPERTY(QVariantMap acceptanceCopy READ acceptanceCopy CONSTANT)
     Q_PROPERTY(QVariantList readBackRows READ readBackRows NOTIFY changed)
@@ -65,6 +69,8 @@ class FirstRunView : public QObject {
     Q_PROPERTY(QString reportResult READ reportResult NOTIFY changed)
     Q_PROPERTY(bool inspecting READ inspecting NOTIFY changed)
     Q_PROPERTY(QObject* verify READ verifyObject CONSTANT)
+    // For the answer field, which transcribes through the daemon.
+    Q_PROPERTY(QObject* daemon READ daemonObject CONSTANT)
 
 public:
     struct Timings {
@@ -124,6 +130,10 @@ public:
     QStringList missingTools() const { return engine_->missingLabels(); }
     QVariantList checksVariant() const;
     QString checksNote() const;
+    QString checksSummary() const;
+    // A proof ended without passing and none runs: the screen offers to try again.
+    bool checksFailed() const;
+    QString engineCommand() const { return FirstRun::Text::engineCommand; }
     bool acceptanceShown() const { return acceptanceShown_ || verify_->acceptanceOwed(); }
     QVariantMap acceptanceCopy() const;
     const std::optional<FirstRun::SetupReadBack>& readBack() const { return readBack_; }
@@ -143,6 +153,7 @@ public:
     EngineInstallWatcher& engine() const { return *engine_; }
     VerifyService& verify() const { return *verify_; }
     QObject* verifyObject() const { return verify_; }
+    QObject* daemonObject() const;
 
     // The answer field's events, from the answer control the screen shows.
     Q_INVOKABLE void attachAnswer(QObject* control);
@@ -171,6 +182,7 @@ public:
 
 signals:
     void changed();
+    void presentedChanged();
     // The user declined to let the agent work as them: the application ends.
     void quitRequested();
 
@@ -187,6 +199,7 @@ private:
     void consumeCommand();
     void consumeClip();
     void hold(FirstRun::Answer answer);
+    void setPresented(bool presented);
     static QCoro::Task<> questionPass(QPointer<FirstRunView> self);
     static QCoro::Task<> readBackTask(QPointer<FirstRunView> self, CancelToken token);
     static QCoro::Task<> reportTask(QPointer<FirstRunView> self, QString text);
