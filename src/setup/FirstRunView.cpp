@@ -782,7 +782,9 @@ void FirstRunView::command(const QString& word) {
         setPhase(Phase::readBack);
     } else if (word == QLatin1String("acceptance-card")) {
         // The consent is asked at the browser check, on the gates' screen.
-        held_ = typed;
+        if (conversation()) {
+            held_ = typed;
+        }
         enterSetup();
         acceptanceShown_ = true;
         emit changed();
