@@ -288,7 +288,7 @@ QList<Gate> gates(Brand brand) {
     return list;
 }
 
-bool isSettled(Gate gate, const GateInputs& inputs) {
+bool isSettled(Brand brand, Gate gate, const GateInputs& inputs) {
     switch (gate) {
     case Gate::microphone:
         if (inputs.pretendFresh) {
@@ -303,13 +303,17 @@ bool isSettled(Gate gate, const GateInputs& inputs) {
     case Gate::checks:
         break;
     }
-    return !inputs.pretendFresh && inputs.enginePassed && inputs.browserPassed;
+    if (inputs.pretendFresh) {
+        return false;
+    }
+    return proofs(brand).contains(Proof::engine) ? inputs.enginePassed && inputs.browserPassed
+                                                 : inputs.voicePassed;
 }
 
 QList<Gate> waitingGates(Brand brand, const GateInputs& inputs) {
     QList<Gate> waiting;
     for (Gate gate : gates(brand)) {
-        if (!isSettled(gate, inputs)) {
+        if (!isSettled(brand, gate, inputs)) {
             waiting << gate;
         }
     }
@@ -319,7 +323,7 @@ QList<Gate> waitingGates(Brand brand, const GateInputs& inputs) {
 QList<Gate> settledGates(Brand brand, const GateInputs& inputs) {
     QList<Gate> settled;
     for (Gate gate : gates(brand)) {
-        if (isSettled(gate, inputs)) {
+        if (isSettled(brand, gate, inputs)) {
             settled << gate;
         }
     }

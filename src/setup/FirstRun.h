@@ -77,6 +77,7 @@ struct GateInputs {
     QString claudeBackend;
     bool enginePassed = false;
     bool browserPassed = false;
+    bool voicePassed = false;
     bool pretendFresh = false;
     std::optional<AnswerOrigin> heldOrigin;
 };
@@ -96,7 +97,8 @@ QString gateWord(Gate gate);
 
 QList<Gate> gates(Brand brand);
 QList<Proof> proofs(Brand brand);
-bool isSettled(Gate gate, const GateInputs& inputs);
+// The checks pass on the engine's and the browser's proofs; a brand without those, on its voice.
+bool isSettled(Brand brand, Gate gate, const GateInputs& inputs);
 // The brand's gates that are not settled, in list order.
 QList<Gate> waitingGates(Brand brand, const GateInputs& inputs);
 QList<Gate> settledGates(Brand brand, const GateInputs& inputs);

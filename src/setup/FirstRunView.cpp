@@ -114,6 +114,9 @@ QDateTime FirstRunView::now() const {
 }
 
 void FirstRunView::present() {
+    if (isPresented_) {
+        return;
+    }
     setPresented(true);
     // An inspection state asked for before the screen opened replaces the real entry.
     if (services_.appState && services_.appState->pendingOnboardingCommand()) {
@@ -335,6 +338,7 @@ FirstRun::GateInputs FirstRunView::gateInputs() const {
     }
     inputs.enginePassed = verify_->passed(VerifyService::Proof::engine);
     inputs.browserPassed = verify_->passed(VerifyService::Proof::browser);
+    inputs.voicePassed = verify_->passed(VerifyService::Proof::transcribe);
     inputs.pretendFresh = pretendFresh_;
     if (held_) {
         inputs.heldOrigin = held_->origin;
@@ -481,8 +485,8 @@ QCoro::Task<> FirstRunView::runChecks() {
             verify_->noteSpoken(*held_->text);
             continue;
         }
-        if (proof == Proof::voice) {
-            continue; // proven by the first spoken answer
+        if (proof == Proof::voice && conversation()) {
+            continue; // the conversation proves it with the first spoken answer
         }
         QCoro::Task<> running =
             proof == Proof::browser ? verify_->runBrowser() : verify_->run(serviceProof(proof));
@@ -746,6 +750,7 @@ void FirstRunView::command(const QString& word) {
         inspecting_ = false;
         pretendFresh_ = false;
         held_.reset();
+        setPresented(false);
         present();
         return;
     }

@@ -10,6 +10,7 @@
 #include "platform/TerminalLauncher.h"
 #include "setup/FirstRunView.h"
 #include "ui/WindowServices.h"
+#include "voice/AudioRecorder.h"
 
 namespace mnemora::FirstRunWiring {
 
@@ -27,6 +28,8 @@ FirstRunView* make(const WindowServices& services, QObject* parent) {
         wired.identity = services.config->activeIdentityId().value_or(QStringLiteral("default"));
     }
     auto* view = new FirstRunView(brand(), wired, parent);
+    // No prompt here: the microphone is granted when one is there and opens.
+    view->setMicGranted(AudioRecorder::make()->authorizationStatus() == MicStatus::authorized);
     // A phone can answer only through the record store the two share.
     const QSettings defaults(UserDefaults().filePath(), QSettings::IniFormat);
     view->setPhoneOffer(RecordStoreSettings::read(defaults).isConfigured());

@@ -52,16 +52,23 @@ TEST(FirstRun, EachGateSettlesOnItsOwnInputAndPretendFreshUnsettlesThemAll) {
         EXPECT_EQ(waitingGates(Brand::tallo, inputs), QList<Gate>{c.gate});
     }
 
+    // Voxlet has neither engine nor browser to prove: its own voice settles its checks.
+    GateInputs voice = allSettled();
+    EXPECT_EQ(waitingGates(Brand::voxlet, voice), QList<Gate>{Gate::checks});
+    voice.voicePassed = true;
+    voice.enginePassed = false;
+    EXPECT_TRUE(waitingGates(Brand::voxlet, voice).isEmpty());
+
     GateInputs fresh = allSettled();
     fresh.pretendFresh = true;
     EXPECT_EQ(waitingGates(Brand::mnemora, fresh), gates(Brand::mnemora));
     for (AnswerOrigin origin : {AnswerOrigin::transcribed, AnswerOrigin::spoken}) {
         fresh.heldOrigin = origin;
-        EXPECT_TRUE(isSettled(Gate::microphone, fresh));
+        EXPECT_TRUE(isSettled(Brand::tallo, Gate::microphone, fresh));
     }
     for (AnswerOrigin origin : {AnswerOrigin::typed, AnswerOrigin::phone}) {
         fresh.heldOrigin = origin;
-        EXPECT_FALSE(isSettled(Gate::microphone, fresh));
+        EXPECT_FALSE(isSettled(Brand::tallo, Gate::microphone, fresh));
     }
 }
 
