@@ -728,11 +728,18 @@ void FirstRunView::consumeCommand() {
         return;
     }
     const std::optional<QString> word = services_.appState->pendingOnboardingCommand();
-    if (!word) {
-        return;
+    if (!word || !handles(*word)) {
+        return; // the older wizard's steps are left to it
     }
     services_.appState->setPendingOnboardingCommand(std::nullopt);
     command(*word);
+}
+
+bool FirstRunView::handles(const QString& word) const {
+    const bool inspection =
+        word.startsWith(QLatin1String("screen-")) || word == QLatin1String("acceptance-card");
+    const bool flow = word == QLatin1String("finish") || word == QLatin1String("restart");
+    return inspection || (flow && isPresented_);
 }
 
 void FirstRunView::command(const QString& word) {

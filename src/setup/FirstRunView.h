@@ -197,6 +197,8 @@ private:
     void ensureQuestionFile();
     void writeAnswered(const QString& text);
     void consumeCommand();
+    // The inspection states, and finishing or restarting a first run on screen.
+    bool handles(const QString& word) const;
     void consumeClip();
     void hold(FirstRun::Answer answer);
     void setPresented(bool presented);
