@@ -69,6 +69,9 @@ SyncedDocsBridgeService::SyncedDocsBridgeService(
 
 SyncedDocsBridgeService::~SyncedDocsBridgeService() {
     stop();
+    // Before this object is gone as their delegate and callback.
+    delete fileWatcher_;
+    delete syncEngine_;
 }
 
 QString SyncedDocsBridgeService::engineStateKey(const QString& zoneScope) {

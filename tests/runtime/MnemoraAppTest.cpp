@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
@@ -16,12 +17,16 @@
 #include "migration/MigrationGate.h"
 #include "platform/Processes.h"
 #include "registry/DatabaseService.h"
+#include "runtime/AppDelegate.h"
 #include "runtime/MnemoraApp.h"
 #include "support/BundleOverride.h"
 #include "support/EventLoop.h"
 #include "support/HttpServer.h"
+#include "support/PouchServer.h"
 #include "support/RegistryIndex.h"
 #include "support/TestEnvironment.h"
+#include "sync/SyncLog.h"
+#include "sync/SyncedDocsBridgeService.h"
 
 using namespace mnemora;
 using mnemora::test::HttpServer;
@@ -37,8 +42,9 @@ TEST(MnemoraApp, StartUpRunsItsStepsInOrderAndRecordsFailuresInTheServices) {
     const QStringList steps = app.completedSteps();
     ASSERT_GE(steps.size(), 2);
     EXPECT_EQ(steps.first(), "configuration loaded");
-    EXPECT_EQ(steps.mid(steps.size() - 3),
-              QStringList({"power monitor", "first-run defaults", "seeds"}));
+    EXPECT_EQ(steps.mid(steps.size() - 5),
+              QStringList({"power monitor", "first-run defaults", "seeds", "synced docs bridge",
+                           "synced docs bridge wired"}));
     // Automation is up before the daemon is waited for, and scripts find its port.
     const auto serverStep = steps.indexOf("introspection server");
     EXPECT_GT(serverStep, steps.indexOf("services wired"));
@@ -57,6 +63,53 @@ TEST(MnemoraApp, StartUpRunsItsStepsInOrderAndRecordsFailuresInTheServices) {
     EXPECT_FALSE(app.database().isOpen());
     EXPECT_TRUE(app.database().lastError().isEmpty());
     EXPECT_TRUE(app.database().openQuestions().isEmpty());
+}
+
+// The primary vault's bridge comes after the seeds, over the configured record store, with its
+// sidecar at its place; a sidecar that cannot be opened leaves sync off for the launch.
+TEST(MnemoraApp, TheSyncBridgeStartsOverTheConfiguredStoreOrStaysAbsent) {
+    test::PouchServer server;
+    ASSERT_TRUE(server.isRunning()) << server.error().toStdString();
+    for (const bool sidecarBlocked : {false, true}) {
+        TestEnvironment env;
+        test::BundleOverride bundle("ai.mnemora", "Mnemora", "Mnemora");
+        TestEnvironment::writeFile(env.configHome() + "/ai.mnemora.ini",
+                                   "[General]\nsyncedDocs.recordStore.url=" +
+                                       server.freshDatabaseUrl().toString().toUtf8() + "\n");
+        const QString sidecar = env.dataHome() + "/ai.mnemora/synced-docs.sqlite";
+        if (sidecarBlocked) {
+            QDir().mkpath(sidecar + "/in-the-way");
+        }
+        MnemoraApp app;
+        test::runTask(app.startUp());
+        SyncLog::flush();
+        const QString log = TestEnvironment::readFile(SyncLog::defaultFilePath());
+        if (sidecarBlocked) {
+            EXPECT_EQ(app.syncedDocsBridge(), nullptr);
+            EXPECT_TRUE(log.contains("[MnemoraApp] Synced Docs sidecar store failed to open; sync "
+                                     "disabled this launch"));
+            continue;
+        }
+        ASSERT_NE(app.syncedDocsBridge(), nullptr);
+        EXPECT_EQ(app.appDelegate().syncedDocsBridge(), app.syncedDocsBridge());
+        EXPECT_NE(app.syncedDocsBridge()->syncEngine(), nullptr);
+        EXPECT_EQ(app.syncedDocsBridge()->zoneScope(), QString());
+        EXPECT_EQ(app.syncedDocsBridge()->notesRoot(), app.config().vaultRoot() + "/Notes");
+        EXPECT_TRUE(QFile::exists(sidecar));
+        EXPECT_TRUE(log.contains("[SyncedDocsBridgeService] engine state: fresh (no saved state)"));
+        // Automation sees the zones the bridge made, and cannot forget the primary's.
+        EXPECT_TRUE(test::waitUntil([] {
+            const Expected<QJsonArray> zones = test::runTask(MnemoraApp::listSyncZones());
+            return zones.ok() && zones->size() == 4 &&
+                   zones->contains(QJsonObject{{"name", "SyncedDocs-lists-active"}, {"scope", ""}});
+        }));
+        EXPECT_EQ(test::runTask(MnemoraApp::forgetSyncZones("")).error(),
+                  "refusing to delete the primary vault's zones — pass the scope of a specific "
+                  "vault");
+        // Quit stops it and keeps the engine's state for the next launch.
+        app.appDelegate().applicationWillTerminate();
+        EXPECT_TRUE(UserDefaults().dataValue("syncedDocs.engineState.v1").has_value());
+    }
 }
 
 TEST(MnemoraApp, AFinishedOnboardingStaysClosedAndTheDaemonIsAskedForDefaults) {
