@@ -1,5 +1,6 @@
 #include "runtime/VaultRuntime.h"
 
+#include <QFile>
 #include <QFileInfo>
 #include <QPointer>
 
@@ -84,7 +85,9 @@ QCoro::Task<> VaultRuntime::start() {
     if (!self) {
         co_return;
     }
-    // The bridge comes once the vault is up; services that write synced documents follow it.
+    // The close status mirror goes by the zone the vault had when it opened; the bridge then
+    // gives every vault a zone of its own.
+    self->startCompanionSync();
     QCoro::Task<> bridge = self->startBridge();
     co_await bridge;
     if (!self) {
@@ -92,6 +95,17 @@ QCoro::Task<> VaultRuntime::start() {
     }
     starting_ = false;
     setStarted(true);
+}
+
+// A vault syncs with the phone only when the bundle has a cloud container and the vault has a
+// zone of its own there.
+void VaultRuntime::startCompanionSync() {
+    QFile zone(vaultRoot_ + QStringLiteral("/.mnemora/sync-zone"));
+    if (!VaultServices::companionSyncAvailable() || !zone.open(QIODevice::ReadOnly) ||
+        zone.readAll().trimmed().isEmpty()) {
+        return;
+    }
+    services_->startCloseStatusMirror(vaultRoot_, QFileInfo(vaultRoot_).fileName());
 }
 
 QString VaultRuntime::zoneScope() const {
@@ -139,6 +153,7 @@ QCoro::Task<> VaultRuntime::reviveIfNeeded() {
 
 void VaultRuntime::shutdown() {
     services_->stopSyncedDocs();
+    services_->dropCloseStatusMirror();
     services_->daemonProcess().stopBlocking();
 }
 

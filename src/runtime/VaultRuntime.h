@@ -67,6 +67,7 @@ signals:
 
 private:
     void setStarted(bool started);
+    void startCompanionSync();
     static QCoro::Task<> nothingToRevive();
     QString zoneScope() const;
 

@@ -17,6 +17,7 @@
 namespace mnemora {
 
 class AppStateStore;
+class CloseStatusMirrorService;
 class ConfigService;
 class DaemonProcess;
 class DaemonService;
@@ -75,6 +76,16 @@ public:
     QCoro::Task<> startSyncedDocs(QString vaultRoot, QString zoneScope, SyncLog log);
     // Stops and drops the bridge, keeping the sync engine's state.
     void stopSyncedDocs();
+    // True when the bundle has a cloud container to sync to, which needs a record store set up.
+    static bool companionSyncAvailable();
+
+    // The mirror of the close status for the phone; none until companion sync starts it.
+    CloseStatusMirrorService* closeStatusMirror() const { return closeStatusMirror_; }
+    // Builds the mirror when there is none, and starts it on `{vaultRoot}/Notes`, the vault's last
+    // path component as its display name; `logLabel` marks its log lines (empty for the primary).
+    void startCloseStatusMirror(const QString& vaultRoot, const QString& logLabel);
+    // Stops the mirror and drops it.
+    void dropCloseStatusMirror();
 
     // What automation reads and drives of a window showing these services.
     WindowContext windowContext() const;
@@ -104,6 +115,7 @@ private:
     QuestionService* questions_ = nullptr;
     std::unique_ptr<SyncedDocsStack> syncedDocs_;
     bool syncedDocsStarting_ = false;
+    CloseStatusMirrorService* closeStatusMirror_ = nullptr;
 };
 
 } // namespace mnemora
