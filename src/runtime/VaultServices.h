@@ -10,6 +10,7 @@
 
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -23,6 +24,9 @@ class DaemonService;
 class DatabaseService;
 class ProcessingStore;
 class QuestionService;
+class SyncLog;
+class SyncedDocsBridgeService;
+class SyncedDocsStack;
 
 // One named step of a start-up. `run` returns the step's task; a step with nothing to await
 // returns a finished one. When `outcome` is set, the name that is reported once the step has run
@@ -62,6 +66,16 @@ public:
     ProcessingStore& processing() const { return *processing_; }
     QuestionService& questions() const { return *questions_; }
 
+    // The bridge of this vault's synced documents; null until started, and for good when the
+    // brand has no record store container or the sidecar cannot be opened.
+    SyncedDocsBridgeService* syncedDocsBridge() const;
+
+    // Builds and starts the bridge over `{vaultRoot}/Notes` with the vault's zone scope, the
+    // record store the settings name and the scope's sidecar. Does nothing when a bridge is
+    // there or being built.
+    QCoro::Task<> startSyncedDocs(QString vaultRoot, QString zoneScope, SyncLog log);
+    // Stops and drops the bridge, keeping the sync engine's state.
+    void stopSyncedDocs();
     // True when the bundle has a cloud container to sync to, which needs a record store set up.
     static bool companionSyncAvailable();
 
@@ -88,6 +102,9 @@ public:
     // A step with nothing to await.
     static StartupStep now(QString name, std::function<void()> action);
 
+signals:
+    void syncedDocsBridgeChanged();
+
 private:
     ConfigService* config_ = nullptr;
     DatabaseService* database_ = nullptr;
@@ -96,6 +113,8 @@ private:
     AppStateStore* appState_ = nullptr;
     ProcessingStore* processing_ = nullptr;
     QuestionService* questions_ = nullptr;
+    std::unique_ptr<SyncedDocsStack> syncedDocs_;
+    bool syncedDocsStarting_ = false;
     CloseStatusMirrorService* closeStatusMirror_ = nullptr;
 };
 
