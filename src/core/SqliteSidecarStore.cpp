@@ -50,6 +50,10 @@ std::string insertSql() {
     return sql + ")";
 }
 const std::string kInsertSql = insertSql();
+const std::string kReplaceSql =
+    "INSERT OR REPLACE" + kInsertSql.substr(std::string("INSERT").size());
+const std::string kDeleteRowSql =
+    "DELETE FROM syncedDocBlocks WHERE zone = ? AND docPath = ? AND blockID = ?";
 
 struct Migration {
     std::string_view name;
@@ -329,6 +333,36 @@ void SqliteSidecarStore::saveBlocks(const std::string& zone, const std::string& 
             bindRow(insert, zone, docPath, block);
             insert.exec();
             insert.reset();
+        }
+        transaction.commit();
+    } catch (const SQLite::Exception& e) {
+        throw Error("Could not save " + describeDoc(zone, docPath) +
+                    " in the sidecar store: " + e.what());
+    }
+}
+
+void SqliteSidecarStore::saveChanges(const std::string& zone, const std::string& docPath,
+                                     const std::vector<BlockOp>& changes) {
+    const std::lock_guard lock(mutex_);
+    try {
+        SQLite::Transaction transaction(*db_, SQLite::TransactionBehavior::IMMEDIATE);
+        SQLite::Statement replace(*db_, kReplaceSql);
+        SQLite::Statement remove(*db_, kDeleteRowSql);
+        for (const BlockOp& op : changes) {
+            if (op.kind() == BlockOp::Kind::keep) {
+                continue; // the stored row is this block already
+            }
+            if (const Block* block = op.blockIfAny()) {
+                bindRow(replace, zone, docPath, *block);
+                replace.exec();
+                replace.reset();
+                continue;
+            }
+            remove.bindNoCopy(1, zone);
+            remove.bindNoCopy(2, docPath);
+            remove.bindNoCopy(3, op.id().rawValue);
+            remove.exec();
+            remove.reset();
         }
         transaction.commit();
     } catch (const SQLite::Exception& e) {

@@ -74,7 +74,7 @@ SyncedDocApplyResult SyncedDocEngine::applyFileChange(const std::string& docPath
     }
     sortByPosition(result.blocks);
 
-    store_.saveBlocks(docPath, result.blocks);
+    store_.saveChanges(docPath, result.ops);
     return result;
 }
 
