@@ -101,6 +101,7 @@ public:
     std::vector<int> of(const std::vector<Block>& blocks) {
         std::vector<int> classes;
         classes.reserve(blocks.size());
+        byHash_.reserve(byHash_.size() + blocks.size());
         for (const Block& block : blocks) {
             classes.push_back(classOf(block));
         }
@@ -147,7 +148,7 @@ struct Gap {
 class Matching {
 public:
     Matching(const std::vector<Block>& stored, const std::vector<Block>& previous,
-             const std::vector<Block>& newBlocks, std::vector<int> oldClasses,
+             std::vector<Block>& newBlocks, std::vector<int> oldClasses,
              std::vector<int> newClasses)
         : stored_(stored)
         , previous_(previous)
@@ -162,7 +163,7 @@ public:
     void matchAnchors();
     void matchMoves();
     void matchEdits();
-    std::vector<BlockOp> operations() const;
+    std::vector<BlockOp> operations(); // last: takes the new blocks
 
 private:
     const Block& oldAt(int i) const { return previous_[at(i)]; }
@@ -177,12 +178,12 @@ private:
     std::unordered_map<int, std::vector<int>> unmatchedByContent() const;
     std::vector<Gap> gaps() const;
     void pairEdits(const Gap& gap);
-    std::vector<std::optional<FractionalIndex>> nextAnchorPositions() const;
+    std::vector<int> nextAnchors() const;
     BlockOp operationFor(int j, Block block) const;
 
     const std::vector<Block>& stored_;
     const std::vector<Block>& previous_;
-    const std::vector<Block>& newBlocks_;
+    std::vector<Block>& newBlocks_;
     const int n_;
     const int m_;
     const std::vector<int> oldClasses_; // equal numbers, equal content
@@ -272,13 +273,13 @@ void Matching::matchEdits() {
     }
 }
 
-// For each new index, the stored position of the first anchor at or after it.
-std::vector<std::optional<FractionalIndex>> Matching::nextAnchorPositions() const {
-    std::vector<std::optional<FractionalIndex>> nextAnchor(at(m_));
-    std::optional<FractionalIndex> nearest;
+// For each new index, the stored index of the first anchor at or after it, or -1.
+std::vector<int> Matching::nextAnchors() const {
+    std::vector<int> nextAnchor(at(m_));
+    int nearest = -1;
     for (int j = m_ - 1; j >= 0; --j) {
         if (isAnchor(j)) {
-            nearest = oldAt(matches_[at(j)]->previousIndex).position;
+            nearest = matches_[at(j)]->previousIndex;
         }
         nextAnchor[at(j)] = nearest;
     }
@@ -293,7 +294,7 @@ BlockOp Matching::operationFor(int j, Block block) const {
     }
     const Block& before = oldAt(match->previousIndex);
     block.id = before.id;
-    if (!block.hasSameContent(before)) {
+    if (oldClasses_[at(match->previousIndex)] != newClasses_[at(j)]) {
         return BlockOp::edit(std::move(block));
     }
     // A key handed out by the equal-keys guard is new, so compare with the stored key.
@@ -321,25 +322,31 @@ std::vector<FractionalIndex> trailingKeys(const std::optional<FractionalIndex>& 
 // Anchors keep their stored position; every other block is placed between its predecessor and
 // the next anchor, or spread out behind the last one. Stored blocks that nothing continues are
 // deleted last, in stored order.
-std::vector<BlockOp> Matching::operations() const {
-    const std::vector<std::optional<FractionalIndex>> nextAnchor = nextAnchorPositions();
+std::vector<BlockOp> Matching::operations() {
+    const std::vector<int> nextAnchor = nextAnchors();
     int trailing = m_;
     while (trailing > 0 && !isAnchor(trailing - 1)) {
         --trailing;
     }
     std::vector<BlockOp> ops;
-    ops.reserve(newBlocks_.size() + previous_.size());
+    ops.reserve(at(m_) +
+                at(static_cast<int>(std::count(unmatched_.begin(), unmatched_.end(), true))));
     std::optional<FractionalIndex> last;
     for (int j = 0; j < trailing; ++j) {
-        Block block = newAt(j);
-        block.position = isAnchor(j) ? oldAt(matches_[at(j)]->previousIndex).position
-                                     : FractionalIndex::between(last, nextAnchor[at(j)]);
+        Block block = std::move(newBlocks_[at(j)]);
+        if (isAnchor(j)) {
+            block.position = oldAt(matches_[at(j)]->previousIndex).position;
+        } else {
+            const int next = nextAnchor[at(j)];
+            block.position = FractionalIndex::between(
+                last, next < 0 ? std::nullopt : std::optional(oldAt(next).position));
+        }
         last = block.position;
         ops.push_back(operationFor(j, std::move(block)));
     }
     std::vector<FractionalIndex> keys = trailingKeys(last, m_ - trailing);
     for (int j = trailing; j < m_; ++j) {
-        Block block = newAt(j);
+        Block block = std::move(newBlocks_[at(j)]);
         block.position = std::move(keys[at(j - trailing)]);
         ops.push_back(operationFor(j, std::move(block)));
     }
@@ -368,6 +375,11 @@ double similarity(std::string_view a, std::string_view b) {
 static_assert(kBlockFieldCount - kBlockContentFieldCount == 2);
 
 std::vector<BlockOp> diff(const std::vector<Block>& stored, const std::vector<Block>& newBlocks) {
+    return diff(stored, std::vector<Block>(newBlocks));
+}
+
+std::vector<BlockOp> diff(const std::vector<Block>& stored, std::vector<Block>&& taken) {
+    std::vector<Block> newBlocks = std::move(taken); // freed here, not by the caller
     const std::optional<std::vector<Block>> repaired = withDistinctPositions(stored);
     const std::vector<Block>& previous = repaired ? *repaired : stored;
     ContentClasses classes;

@@ -60,11 +60,13 @@ std::vector<Block> inPlaceOrder(std::unordered_map<BlockID, Block> byID) {
 
 SyncedDocApplyResult SyncedDocEngine::applyFileChange(const std::string& docPath,
                                                       std::string_view contents) {
-    const std::vector<Block> previous = store_.loadBlocks(docPath);
-
     SyncedDocApplyResult result;
-    const std::vector<Block> parsed = MarkdownCodec::parse(contents, result.degradations);
-    result.ops = BlockDiffMatcher::diff(previous, parsed);
+    {
+        // A long document is held several times over here; each copy goes as soon as it can.
+        const std::vector<Block> previous = store_.loadBlocks(docPath);
+        result.ops =
+            BlockDiffMatcher::diff(previous, MarkdownCodec::parse(contents, result.degradations));
+    }
 
     result.blocks.reserve(result.ops.size());
     for (const BlockOp& op : result.ops) {
