@@ -95,13 +95,14 @@ std::optional<std::vector<Block>> withDistinctPositions(const std::vector<Block>
 }
 
 // Numbers each distinct content once, so that the passes below compare two integers instead of
-// two blocks field by field. The hash settles almost every lookup; fields are compared on a hit.
+// two blocks field by field. The hash settles almost every lookup; fields are compared on a hit,
+// and contents whose hashes collide are chained.
 class ContentClasses {
 public:
     std::vector<int> of(const std::vector<Block>& blocks) {
         std::vector<int> classes;
         classes.reserve(blocks.size());
-        byHash_.reserve(byHash_.size() + blocks.size());
+        firstByHash_.reserve(firstByHash_.size() + blocks.size());
         for (const Block& block : blocks) {
             classes.push_back(classOf(block));
         }
@@ -110,18 +111,24 @@ public:
 
 private:
     int classOf(const Block& block) {
-        std::vector<std::pair<const Block*, int>>& bucket = byHash_[block.contentHash()];
-        for (const auto& [known, number] : bucket) {
-            if (known->hasSameContent(block)) {
-                return number;
+        const int next = static_cast<int>(examples_.size());
+        const auto [first, inserted] = firstByHash_.try_emplace(block.contentHash(), next);
+        int* link = &first->second;
+        for (int known = *link; !inserted && known >= 0; known = *link) {
+            if (examples_[static_cast<std::size_t>(known)]->hasSameContent(block)) {
+                return known;
             }
+            link = &sameHash_[static_cast<std::size_t>(known)];
         }
-        bucket.emplace_back(&block, next_);
-        return next_++;
+        *link = next;
+        examples_.push_back(&block);
+        sameHash_.push_back(-1);
+        return next;
     }
 
-    std::unordered_map<std::size_t, std::vector<std::pair<const Block*, int>>> byHash_;
-    int next_ = 0;
+    std::unordered_map<std::size_t, int> firstByHash_;
+    std::vector<const Block*> examples_; // by class
+    std::vector<int> sameHash_;          // by class: the next class with the same hash, or -1
 };
 
 std::size_t at(int index) {

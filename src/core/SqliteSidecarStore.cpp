@@ -36,6 +36,7 @@ const std::string kAllColumns = joinedColumns();
 const std::string kLoadSql = "SELECT " + kAllColumns +
                              "\nFROM syncedDocBlocks\nWHERE zone = ? AND docPath = ?\n"
                              "ORDER BY position ASC";
+const std::string kCountSql = "SELECT count(*) FROM syncedDocBlocks WHERE zone = ? AND docPath = ?";
 const std::string kDeleteSql = "DELETE FROM syncedDocBlocks WHERE zone = ? AND docPath = ?";
 const std::string kAllDocsSql =
     "SELECT DISTINCT zone, docPath FROM syncedDocBlocks ORDER BY zone, docPath";
@@ -252,6 +253,14 @@ void run(SQLite::Database& db, const Migration& migration) {
     transaction.commit();
 }
 
+std::size_t rowCount(SQLite::Database& db, const std::string& zone, const std::string& docPath) {
+    SQLite::Statement count(db, kCountSql);
+    count.bindNoCopy(1, zone);
+    count.bindNoCopy(2, docPath);
+    count.executeStep();
+    return static_cast<std::size_t>(count.getColumn(0).getInt64());
+}
+
 // Removes the document's rows, within the caller's transaction.
 void removeRows(SQLite::Database& db, const std::string& zone, const std::string& docPath) {
     SQLite::Statement remove(db, kDeleteSql);
@@ -311,6 +320,9 @@ std::vector<Block> SqliteSidecarStore::loadBlocks(const std::string& zone,
         query.bindNoCopy(1, zone);
         query.bindNoCopy(2, docPath);
         std::vector<Block> blocks;
+        // A block is large; growing the list by doubling would hold one and a half copies of a
+        // long document at once.
+        blocks.reserve(rowCount(*db_, zone, docPath));
         while (query.executeStep()) {
             blocks.push_back(readRow(query, 0));
         }
