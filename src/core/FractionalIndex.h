@@ -36,6 +36,11 @@ public:
     // gets "i", three get "9", "i", "r". Stored keys are never rebalanced.
     static std::vector<FractionalIndex> evenlySpaced(int count);
 
+    // Whether between() can always work with this key: it is not empty, uses only the alphabet
+    // and does not end in "0". Every key made here is such a key; one that came in from outside
+    // (a cloud record, an older file) must be checked before it is stored.
+    bool isWellFormed() const;
+
     std::string key;
 };
 
