@@ -5,6 +5,7 @@
 #include <QSet>
 
 #include "periodclose/LedgerNumber.h"
+#include "periodclose/LetterDocument.h"
 #include "periodclose/MaterialLists.h"
 
 namespace mnemora::CloseRows {
@@ -174,7 +175,10 @@ QVariantList deliverableRows(const QList<PeriodCloseMaterial>& deliverables) {
             {QStringLiteral("statusText"), standingText(row)},
             {QStringLiteral("inHand"), row.standing() == PeriodCloseMaterial::Standing::inHand},
             {QStringLiteral("detail"), trimmed(row.detail)},
-            {QStringLiteral("source"), trimmed(row.source)}};
+            {QStringLiteral("source"),
+             row.standing() == PeriodCloseMaterial::Standing::nothingToGather
+                 ? QString()
+                 : LetterDocument::provenance(row.source, row.status).label()}};
     }
     return rows;
 }

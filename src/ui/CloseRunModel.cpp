@@ -67,7 +67,7 @@ QString CloseRunModel::activity() const {
 }
 
 bool CloseRunModel::stopped() const {
-    return hasRun() && !sessionAlive_ &&
+    return hasRun() && sessionAlive_ == false &&
            store_->run()->status.value_or(QString()).trimmed() == QLatin1String("running");
 }
 
@@ -139,7 +139,7 @@ QString CloseRunModel::factsLine() const {
     return CloseRows::factsLine(CloseRows::facts(store_->run(), store_->materials()));
 }
 
-void CloseRunModel::setSessionAlive(bool alive) {
+void CloseRunModel::setSessionAlive(std::optional<bool> alive) {
     if (sessionAlive_ != alive) {
         sessionAlive_ = alive;
         emit changed();

@@ -7,6 +7,8 @@
 
 #include <QCoroTask>
 
+#include <optional>
+
 #include "platform/Expected.h"
 
 namespace mnemora {
@@ -74,8 +76,9 @@ public:
     const QString& errorText() const { return errorText_; }
     bool busy() const { return busy_; }
 
-    // Whether a session of the period close is alive now, from the sessions list.
-    void setSessionAlive(bool alive);
+    // Whether a session of the period close is alive now, from the sessions list; none until
+    // the daemon has been asked.
+    void setSessionAlive(std::optional<bool> alive);
 
     Q_INVOKABLE void accept(const QString& lineKey);
     Q_INVOKABLE void exclude(const QString& lineKey);
@@ -100,7 +103,7 @@ private:
     QPointer<DaemonService> daemon_;
     QString books_;
     QString period_;
-    bool sessionAlive_ = false;
+    std::optional<bool> sessionAlive_;
     QString message_;
     QString errorText_;
     bool busy_ = false;

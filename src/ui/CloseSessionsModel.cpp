@@ -131,10 +131,11 @@ QCoro::Task<> CloseSessionsModel::load() {
     QCoro::Task<std::optional<DreamerSessions>> fetching =
         DaemonEndpoints::dreamerSessions(daemon_);
     const std::optional<DreamerSessions> live = co_await fetching;
-    if (!self || !live || *live == live_) {
+    if (!self || !live || (known_ && *live == live_)) {
         co_return;
     }
     live_ = *live;
+    known_ = true;
     emit changed();
 }
 

@@ -42,6 +42,8 @@ public:
     QVariantList sessions() const;
     // A session of the period close is alive.
     bool closeRunning() const;
+    // The daemon has told which sessions are alive at least once.
+    bool known() const { return known_; }
     bool showAttach() const;
     void setShowAttach(bool show);
     static QString showAttachLabel();
@@ -76,6 +78,7 @@ private:
     QString books_;
     QString period_;
     DreamerSessions live_;
+    bool known_ = false;
     QString message_;
     QString errorText_;
     bool busy_ = false;

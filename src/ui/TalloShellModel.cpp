@@ -54,8 +54,10 @@ TalloShellModel::TalloShellModel(const WindowServices& services, QObject* parent
     }
     connect(close_, &CloseRunModel::reloadRequested, this, &TalloShellModel::reload);
     connect(close_, &CloseRunModel::changed, this, &TalloShellModel::announce);
-    connect(sessions_, &CloseSessionsModel::changed, this,
-            [this] { close_->setSessionAlive(sessions_->closeRunning()); });
+    connect(sessions_, &CloseSessionsModel::changed, this, [this] {
+        close_->setSessionAlive(sessions_->known() ? std::optional(sessions_->closeRunning())
+                                                   : std::nullopt);
+    });
     connect(this, &ScreenModel::rowsChanged, this, &TalloShellModel::announce);
     AppStateStore* state = services.appState;
     connect(state, &AppStateStore::pendingTalloDestinationChanged, this,

@@ -62,6 +62,11 @@ ColumnLayout {
         placeholderText: "A note for this period: what you agreed, what they asked…"
         wrapMode: TextEdit.Wrap
         Accessible.name: "Note"
+        background: Rectangle {
+            color: note.palette.base
+            border.color: note.activeFocus ? note.palette.highlight : note.palette.mid
+            radius: 3
+        }
     }
 
     ShellButton {

@@ -118,7 +118,7 @@ SurfaceScroll {
         letter: view.letter
     }
 
-    CorrespondenceLog {
+    CorrespondenceSection {
         Layout.fillWidth: true
         visible: view.letter.hasDraft || view.letter.correspondence.length > 0
         letter: view.letter

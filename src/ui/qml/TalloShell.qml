@@ -68,6 +68,8 @@ Pane {
 
                     text: modelData.label
                     width: implicitWidth
+                    leftPadding: 14
+                    rightPadding: 14
                     Accessible.name: modelData.label
                     onClicked: screen.screenModel.surface = modelData.word
                 }
