@@ -66,9 +66,29 @@ QString CloseRunModel::activity() const {
     return hasRun() ? store_->run()->currentActivity.value_or(QString()).trimmed() : QString();
 }
 
+std::optional<RunLiveness::State> CloseRunModel::liveness() const {
+    if (!hasRun() || !sessionAlive_) {
+        return std::nullopt;
+    }
+    const PeriodCloseRun& run = *store_->run();
+    const std::optional<QString> status =
+        run.status ? std::optional(run.status->trimmed()) : std::nullopt;
+    return RunLiveness::state(status, run.currentActivity, *sessionAlive_);
+}
+
+QString CloseRunModel::livenessText() const {
+    const std::optional<RunLiveness::State> state = liveness();
+    return state ? RunLiveness::text(*state) : QString();
+}
+
+bool CloseRunModel::working() const {
+    const std::optional<RunLiveness::State> state = liveness();
+    return state && state->kind == RunLiveness::State::Kind::working;
+}
+
 bool CloseRunModel::stopped() const {
-    return hasRun() && sessionAlive_ == false &&
-           store_->run()->status.value_or(QString()).trimmed() == QLatin1String("running");
+    const std::optional<RunLiveness::State> state = liveness();
+    return state && state->kind == RunLiveness::State::Kind::stopped;
 }
 
 QVariantList CloseRunModel::deliverables() const {
@@ -158,7 +178,12 @@ void CloseRunModel::exclude(const QString& lineKey) {
 
 void CloseRunModel::resume() {
     // Started and left: the coroutine guards this model.
-    startRun();
+    startRun(period_);
+}
+
+void CloseRunModel::resumePeriod(const QString& period) {
+    // Started and left: the coroutine guards this model.
+    startRun(period);
 }
 
 QCoro::Task<> CloseRunModel::setStatus(QString lineKey, QString status) {
@@ -178,12 +203,12 @@ QCoro::Task<> CloseRunModel::setStatus(QString lineKey, QString status) {
     }
 }
 
-QCoro::Task<> CloseRunModel::startRun() {
+QCoro::Task<> CloseRunModel::startRun(QString period) {
     QPointer<CloseRunModel> self(this);
     setBusy(true);
     DreamerTrigger trigger;
     trigger.cadence = kCloseCadence;
-    trigger.period = period_;
+    trigger.period = period;
     trigger.books = booksOrNone(books_);
     QCoro::Task<Expected<void>> asking = DaemonEndpoints::triggerDreamer(daemon_, trigger);
     const Expected<void> result = co_await asking;

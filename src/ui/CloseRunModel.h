@@ -9,6 +9,7 @@
 
 #include <optional>
 
+#include "periodclose/RunLiveness.h"
 #include "platform/Expected.h"
 
 namespace mnemora {
@@ -28,6 +29,8 @@ class CloseRunModel : public QObject {
     Q_PROPERTY(QVariantList phases READ phases NOTIFY changed)
     Q_PROPERTY(QVariantList steps READ steps NOTIFY changed)
     Q_PROPERTY(QString activity READ activity NOTIFY changed)
+    Q_PROPERTY(QString livenessText READ livenessText NOTIFY changed)
+    Q_PROPERTY(bool working READ working NOTIFY changed)
     Q_PROPERTY(bool stopped READ stopped NOTIFY changed)
     Q_PROPERTY(QVariantList deliverables READ deliverables NOTIFY changed)
     Q_PROPERTY(QString deliverableCount READ deliverableCount NOTIFY changed)
@@ -58,6 +61,9 @@ public:
     QVariantList phases() const;
     QVariantList steps() const;
     QString activity() const;
+    // Whether the run truly works: the line for it, none until the sessions are known.
+    QString livenessText() const;
+    bool working() const;
     // Marked running while no session works on it: cut off, waiting for Resume.
     bool stopped() const;
     QVariantList deliverables() const;
@@ -84,9 +90,11 @@ public:
     Q_INVOKABLE void exclude(const QString& lineKey);
     // Starts the period's run again where it stopped.
     Q_INVOKABLE void resume();
+    // The same for another period of these books, one the daemon reports cut off.
+    Q_INVOKABLE void resumePeriod(const QString& period);
 
     QCoro::Task<> setStatus(QString lineKey, QString status);
-    QCoro::Task<> startRun();
+    QCoro::Task<> startRun(QString period);
 
 signals:
     void changed();
@@ -98,6 +106,7 @@ signals:
 private:
     void report(const Expected<void>& result, const QString& success);
     void setBusy(bool busy);
+    std::optional<RunLiveness::State> liveness() const;
 
     QPointer<PeriodCloseStore> store_;
     QPointer<DaemonService> daemon_;

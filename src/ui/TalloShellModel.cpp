@@ -10,6 +10,7 @@
 #include "periodclose/PeriodCloseStore.h"
 #include "periodclose/PeriodStepper.h"
 #include "periodclose/PeriodWord.h"
+#include "periodclose/QuotaWatcher.h"
 #include "ui/CloseRunModel.h"
 #include "ui/CloseSessionsModel.h"
 #include "ui/LetterModel.h"
@@ -48,10 +49,15 @@ TalloShellModel::TalloShellModel(const WindowServices& services, QObject* parent
     , close_(new CloseRunModel(store_, services.daemon, this))
     , letter_(new LetterModel(store_, services.daemon, this))
     , sessions_(new CloseSessionsModel(services.daemon, this))
+    // The screen's own look at pauses and cut-off runs; telling the user by notification is the
+    // application's watcher's, so this one has nowhere to post.
+    , watcher_(new QuotaWatcher(nullptr, this))
     , surface_(kRunSurface) {
     if (services.dreamer) {
         sessions_->setTerminal(&services.dreamer->terminal());
     }
+    watcher_->setDaemon(services.daemon);
+    connect(watcher_, &QuotaWatcher::attentionChanged, this, &TalloShellModel::attentionChanged);
     connect(close_, &CloseRunModel::reloadRequested, this, &TalloShellModel::reload);
     connect(close_, &CloseRunModel::changed, this, &TalloShellModel::announce);
     connect(sessions_, &CloseSessionsModel::changed, this, [this] {
@@ -214,6 +220,29 @@ void TalloShellModel::startClose() {
     sessions_->start();
 }
 
+QVariantMap TalloShellModel::attention() const {
+    const std::optional<QuotaWatcher::Attention> item = watcher_->attention();
+    if (!item) {
+        return {};
+    }
+    // The status area draws a symbol of its own for each icon the watcher names.
+    const QString symbol = item->icon == QLatin1String("hourglass")    ? QStringLiteral("⏳")
+                           : item->icon == QLatin1String("bolt.slash") ? QStringLiteral("⚡")
+                                                                       : QString();
+    const bool cutOff = item->needsYou && watcher_->interrupted();
+    return {{QStringLiteral("title"), item->title},
+            {QStringLiteral("detail"), item->detail},
+            {QStringLiteral("icon"), symbol},
+            {QStringLiteral("needsYou"), item->needsYou},
+            {QStringLiteral("period"), cutOff ? watcher_->interrupted()->period : QString()}};
+}
+
+void TalloShellModel::resumeInterrupted() {
+    if (const auto& interrupted = watcher_->interrupted()) {
+        close_->resumePeriod(interrupted->period);
+    }
+}
+
 QCoro::Task<> TalloShellModel::load() {
     QPointer<TalloShellModel> self(this);
     QCoro::Task<> questions = HomeModel::load();
@@ -233,6 +262,11 @@ QCoro::Task<> TalloShellModel::load() {
     }
     QCoro::Task<> live = sessions_->load();
     co_await live;
+    if (!self) {
+        co_return;
+    }
+    QCoro::Task<> watching = watcher_->tick();
+    co_await watching;
 }
 
 QCoro::Task<> TalloShellModel::loadBooks() {

@@ -16,6 +16,7 @@ class CloseRunModel;
 class CloseSessionsModel;
 class LetterModel;
 class PeriodCloseStore;
+class QuotaWatcher;
 
 // Tallo's window: one set of books and one period at a time, chosen with the books selection and
 // the period stepper, and the surfaces of that period — the close itself, its ledger, the review
@@ -36,6 +37,7 @@ class TalloShellModel : public HomeModel {
     Q_PROPERTY(int surfaceIndex READ surfaceIndex NOTIFY surfaceChanged)
     Q_PROPERTY(QString questionsEmptyTitle READ questionsEmptyTitle CONSTANT)
     Q_PROPERTY(QString questionsEmptyText READ questionsEmptyText CONSTANT)
+    Q_PROPERTY(QVariantMap attention READ attention NOTIFY attentionChanged)
     Q_PROPERTY(QObject* close READ closeObject CONSTANT)
     Q_PROPERTY(QObject* letter READ letterObject CONSTANT)
     Q_PROPERTY(QObject* sessions READ sessionsObject CONSTANT)
@@ -64,6 +66,12 @@ public:
     int surfaceIndex() const;
     QString questionsEmptyTitle() const;
     QString questionsEmptyText() const;
+    // What waits on the daemon's side: a pause for usage limits, or a close cut off mid-work
+    // with its Resume. `title`, `detail`, `icon` (a symbol), `needsYou`, `period` (the cut-off
+    // one); empty when nothing waits.
+    QVariantMap attention() const;
+    QuotaWatcher& watcher() const { return *watcher_; }
+
     // The step into the period on screen, when a destination is shown.
     std::optional<TalloOneLevelDown> oneLevelDown() const;
 
@@ -78,12 +86,15 @@ public:
     Q_INVOKABLE void selectBooks(const QString& slug);
     Q_INVOKABLE void goToPeriod(const QString& period);
     Q_INVOKABLE void startClose();
+    // Resumes the close the attention item says was cut off.
+    Q_INVOKABLE void resumeInterrupted();
 
     QCoro::Task<> load() override;
 
 signals:
     void shellChanged();
     void surfaceChanged();
+    void attentionChanged();
 
 private:
     QCoro::Task<> loadBooks();
@@ -102,6 +113,7 @@ private:
     CloseRunModel* close_;
     LetterModel* letter_;
     CloseSessionsModel* sessions_;
+    QuotaWatcher* watcher_;
     QList<BooksRef> booksRefs_;
     QString books_;
     QString period_;

@@ -299,6 +299,11 @@ HttpServer::Response UiFixture::answerClose(const HttpServer::Request& request) 
         return HttpServer::json(
             QJsonDocument(QJsonObject{{QStringLiteral("books"), QJsonArray{acme}}}).toJson());
     }
+    if (path == "/period-close/runs") {
+        return HttpServer::json(R"([{"period": "2026-10", "status": "running",)"
+                                R"( "current_activity": "Matching the card lines"},)"
+                                R"( {"period": "2026-09", "status": "closed"}])");
+    }
     if (path == "/period-close/run/correspondence") {
         // The daemon keeps the log: it appends the note to the period's file.
         const QJsonObject body = QJsonDocument::fromJson(request.body).object();

@@ -47,7 +47,8 @@ protected:
         shell = qobject_cast<TalloShellModel*>(fixture->shell().screenModel(SidebarItem::home));
         ASSERT_TRUE(shell);
         ASSERT_TRUE(waitUntil([this] { return shell->close().hasRun(); }));
-        ASSERT_TRUE(waitUntil([this] { return !shell->sessions().sessions().isEmpty(); }));
+        ASSERT_TRUE(waitUntil([this] { return shell->sessions().known(); }));
+        ASSERT_TRUE(waitUntil([this] { return !shell->attention().isEmpty(); }));
     }
 
     void TearDown() override {
@@ -106,8 +107,16 @@ TEST_F(TalloScreens, EachSurfaceOfAMonthInProgressShowsTheRunWithoutAWarning) {
               (QStringList{"done", "done", "current", "next", "next", "next", "next"}));
     EXPECT_EQ(column(close.steps(), "stateText"),
               (QStringList{"Done", "Working on it", "Not started"}));
-    EXPECT_EQ(close.activity(), "Matching the card lines against the receipts in your mail");
-    EXPECT_FALSE(close.stopped()); // its session is alive
+    EXPECT_EQ(close.livenessText(), "Matching the card lines against the receipts in your mail");
+    EXPECT_TRUE(close.working()); // its session is alive
+    EXPECT_FALSE(close.stopped());
+    // A session waits at its usage limit: nothing for the user to do.
+    EXPECT_EQ(shell->attention(),
+              (QVariantMap{{"title", "Paused — waiting for AI capacity"},
+                           {"detail", "Nothing for you to do — it resumes by itself."},
+                           {"icon", "⏳"},
+                           {"needsYou", false},
+                           {"period", ""}}));
     EXPECT_EQ(close.deliverableCount(), "1 of 3 in hand");
     EXPECT_EQ(column(close.deliverables(), "statusText"),
               (QStringList{"In hand", "Still to gather", "Still to gather"}));
@@ -307,6 +316,33 @@ TEST_F(TalloScreens, ActionsPostToTheDaemonsCloseEndpoints) {
     EXPECT_TRUE(waitUntil([&] {
         return shell->sessions().message() == "Stopped. Nothing it had already found is lost.";
     }));
+    EXPECT_EQ(warnings.lines(), QStringList());
+}
+
+TEST_F(TalloScreens, ARunCutOffMidWorkWaitsForResume) {
+    WarningLog warnings;
+    fixture->sessionsLive = false;
+    shell->reload();
+    ASSERT_TRUE(waitUntil([&] { return shell->close().stopped(); }));
+    ASSERT_TRUE(waitUntil([&] { return shell->attention().value("needsYou").toBool(); }));
+
+    EXPECT_EQ(shell->close().livenessText(), "It stopped. Nothing it had already found is lost.");
+    EXPECT_EQ(shell->attention(),
+              (QVariantMap{{"title", "Oktober 2026 — interrupted, press Resume"},
+                           {"detail", "It stopped where it was — press Resume to pick it back up."},
+                           {"icon", "⚡"},
+                           {"needsYou", true},
+                           {"period", "2026-10"}}));
+    step("back", "2026-09");
+    EXPECT_EQ(shell->close().livenessText(),
+              "Nothing running just now — nothing is waiting on one.");
+    // The cut-off close is October's, whichever period is on screen.
+    const int before = fixture->daemon().requestCount("/dreamer/trigger");
+    shell->resumeInterrupted();
+    ASSERT_TRUE(
+        waitUntil([&] { return fixture->daemon().requestCount("/dreamer/trigger") > before; }));
+    EXPECT_EQ(lastBody("/dreamer/trigger"),
+              (QJsonObject{{"cadence", "period-close"}, {"period", "2026-10"}, {"books", "acme"}}));
     EXPECT_EQ(warnings.lines(), QStringList());
 }
 

@@ -266,6 +266,9 @@ HttpServer::Response UiFixture::answer(const HttpServer::Request& request) const
     if (path.startsWith("/period-close/")) {
         return answerClose(request);
     }
+    if (path == "/dreamer/sessions" && !sessionsLive) {
+        return HttpServer::json(R"({"sessions": [], "limits": {}})");
+    }
     if (path == "/dreamer/sessions") {
         const QString live = sessionNamePrefix(QStringLiteral("biographer"), brand_) +
                              QStringLiteral("20260302-0900");

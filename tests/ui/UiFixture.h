@@ -59,6 +59,9 @@ public:
 
     // What the fake daemon answers to `migrations/status`.
     QByteArray migrationStatus = "{}";
+    // Whether the fake daemon has live agent sessions; without, a close marked running was cut
+    // off.
+    bool sessionsLive = true;
 
     // Tallo's books: a finished September and an October in progress, with their period folders.
     static const QString kBooks;

@@ -52,30 +52,30 @@ SurfaceScroll {
             }
         }
 
-        Label {
-            Layout.fillWidth: true
-            visible: text.length > 0
-            text: view.close.activity
-            wrapMode: Text.Wrap
-            font.italic: true
-            Accessible.role: Accessible.StaticText
-            Accessible.name: text
-        }
-
         RowLayout {
             Layout.fillWidth: true
-            visible: view.close.stopped
             spacing: 10
+
+            BusyIndicator {
+                Layout.preferredWidth: 22
+                Layout.preferredHeight: 22
+                visible: view.close.working
+                running: visible
+                Accessible.name: "Working"
+            }
 
             Label {
                 Layout.fillWidth: true
-                text: "It stopped. Nothing it had already found is lost."
+                visible: text.length > 0
+                text: view.close.livenessText.length > 0 ? view.close.livenessText : view.close.activity
                 wrapMode: Text.Wrap
+                font.italic: true
                 Accessible.role: Accessible.StaticText
                 Accessible.name: text
             }
 
             ShellButton {
+                visible: view.close.stopped
                 text: "Resume"
                 enabled: !view.close.busy
                 onClicked: view.close.resume()

@@ -55,6 +55,12 @@ Pane {
             }
         }
 
+        AttentionBar {
+            Layout.fillWidth: true
+            attention: screen.screenModel.attention
+            onResume: screen.screenModel.resumeInterrupted()
+        }
+
         TabBar {
             Layout.fillWidth: true
             currentIndex: screen.screenModel.surfaceIndex
