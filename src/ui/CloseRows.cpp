@@ -223,13 +223,18 @@ QVariantList ledgerRows(const QList<PeriodCloseMaterial>& visible, const QLocale
 QVariantList candidateRows(const QList<PeriodCloseMaterial>& candidates, const QLocale& locale) {
     QVariantList rows;
     for (const PeriodCloseMaterial& row : candidates) {
-        rows << QVariantMap{{QStringLiteral("key"), row.lineKey},
-                            {QStringLiteral("date"), dateText(row.date, locale)},
-                            {QStringLiteral("name"), nameOf(row)},
-                            {QStringLiteral("amount"), amountText(row, locale)},
-                            {QStringLiteral("why"), trimmed(row.why)},
-                            {QStringLiteral("source"), trimmed(row.source)},
-                            {QStringLiteral("evidence"), evidenceText(row)}};
+        const QString date = dateText(row.date, locale);
+        rows << QVariantMap{
+            {QStringLiteral("key"), row.lineKey},
+            {QStringLiteral("date"), date.isEmpty() ? QStringLiteral("No date") : date},
+            {QStringLiteral("name"), nameOf(row)},
+            {QStringLiteral("amount"), amountText(row, locale)},
+            {QStringLiteral("why"), trimmed(row.why)},
+            {QStringLiteral("source"),
+             trimmed(row.source).isEmpty()
+                 ? QString()
+                 : LetterDocument::provenance(row.source, row.status).label()},
+            {QStringLiteral("evidence"), evidenceText(row)}};
     }
     return rows;
 }

@@ -67,7 +67,8 @@ QString CloseRunModel::activity() const {
 }
 
 std::optional<RunLiveness::State> CloseRunModel::liveness() const {
-    if (!hasRun() || !sessionAlive_) {
+    // A finished close is worked on by no session, whatever else runs; its end says the rest.
+    if (!hasRun() || !sessionAlive_ || finished()) {
         return std::nullopt;
     }
     const PeriodCloseRun& run = *store_->run();

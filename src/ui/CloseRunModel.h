@@ -61,7 +61,8 @@ public:
     QVariantList phases() const;
     QVariantList steps() const;
     QString activity() const;
-    // Whether the run truly works: the line for it, none until the sessions are known.
+    // Whether the run truly works: the line for it, none until the sessions are known and none
+    // for a finished close.
     QString livenessText() const;
     bool working() const;
     // Marked running while no session works on it: cut off, waiting for Resume.

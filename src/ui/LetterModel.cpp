@@ -27,12 +27,10 @@ std::optional<QString> readText(const QString& path) {
     return QString::fromUtf8(file.readAll());
 }
 
-QStringList richParagraphs(const QStringList& paragraphs) {
-    QStringList rich;
-    for (const QString& paragraph : paragraphs) {
-        rich << LetterDocument::html(paragraph);
-    }
-    return rich;
+// The letter on screen is the very HTML that goes on the clipboard, so lists, links and emphasis
+// look as the accountant will see them; one block (a paragraph or a list) at a time.
+QStringList blocksOf(const QString& markdown) {
+    return LetterDocument::html(markdown).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
 }
 
 QByteArray encoded(const QString& text) {
@@ -123,16 +121,21 @@ int LetterModel::ghostLines() const {
 }
 
 QStringList LetterModel::paragraphs() const {
-    if (const auto* written = std::get_if<LetterDocument::Written>(&prose_)) {
-        return richParagraphs(written->paragraphs);
+    if (std::holds_alternative<LetterDocument::Written>(prose_)) {
+        return blocksOf(draft_.body);
     }
-    const auto* filling = std::get_if<LetterDocument::Filling>(&prose_);
-    return filling ? richParagraphs(filling->before) : QStringList();
+    if (!std::holds_alternative<LetterDocument::Filling>(prose_)) {
+        return {};
+    }
+    return blocksOf(draft_.body.left(draft_.body.indexOf(LetterDocument::fillingMarker)));
 }
 
 QStringList LetterModel::paragraphsAfter() const {
-    const auto* filling = std::get_if<LetterDocument::Filling>(&prose_);
-    return filling ? richParagraphs(filling->after) : QStringList();
+    if (!std::holds_alternative<LetterDocument::Filling>(prose_)) {
+        return {};
+    }
+    const qsizetype marker = draft_.body.indexOf(LetterDocument::fillingMarker);
+    return blocksOf(draft_.body.mid(marker + LetterDocument::fillingMarker.size()));
 }
 
 QString LetterModel::instruction() const {

@@ -66,8 +66,8 @@ public:
     QString greeting() const;
     QString signOff() const;
     int ghostLines() const;
-    // Paragraphs as rich text, without Markdown marks: all of a written letter, or those before
-    // the place the run is writing at.
+    // The letter as rich text, without Markdown marks: all of a written letter, or what stands
+    // before and after the place the run is writing at.
     QStringList paragraphs() const;
     QStringList paragraphsAfter() const;
     QVariantList attachments() const { return attachments_; }

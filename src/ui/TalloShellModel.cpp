@@ -225,9 +225,10 @@ QVariantMap TalloShellModel::attention() const {
     if (!item) {
         return {};
     }
-    // The status area draws a symbol of its own for each icon the watcher names.
-    const QString symbol = item->icon == QLatin1String("hourglass")    ? QStringLiteral("⏳")
-                           : item->icon == QLatin1String("bolt.slash") ? QStringLiteral("⚡")
+    // The status area draws a mark of its own for each icon the watcher names, in letters every
+    // font has: a pause, or a stop that needs the user.
+    const QString symbol = item->icon == QLatin1String("hourglass")    ? QStringLiteral("‖")
+                           : item->icon == QLatin1String("bolt.slash") ? QStringLiteral("!")
                                                                        : QString();
     const bool cutOff = item->needsYou && watcher_->interrupted();
     return {{QStringLiteral("title"), item->title},

@@ -193,6 +193,9 @@ bool shootTalloSurfaces(test::UiFixture& fixture, const QString& folder, const Q
                    (!shell->hasRuns() || (run && run->period == period));
         });
         test::waitUntil([shell] { return shell->sessions().known(); });
+        if (shell->hasRuns()) {
+            test::waitUntil([shell] { return !shell->attention().isEmpty(); });
+        }
         for (const QVariant& surface : shell->surfaces()) {
             const QString word = surface.toMap().value("word").toString();
             shell->setSurface(word);

@@ -114,7 +114,7 @@ TEST_F(TalloScreens, EachSurfaceOfAMonthInProgressShowsTheRunWithoutAWarning) {
     EXPECT_EQ(shell->attention(),
               (QVariantMap{{"title", "Paused — waiting for AI capacity"},
                            {"detail", "Nothing for you to do — it resumes by itself."},
-                           {"icon", "⏳"},
+                           {"icon", "‖"},
                            {"needsYou", false},
                            {"period", ""}}));
     EXPECT_EQ(close.deliverableCount(), "1 of 3 in hand");
@@ -135,6 +135,8 @@ TEST_F(TalloScreens, EachSurfaceOfAMonthInProgressShowsTheRunWithoutAWarning) {
     EXPECT_EQ(column(close.unbacked(), "name"), (QStringList{"Café Lindner", "Office Depot"}));
     // Undated first, then by day; a candidate counts in no total.
     EXPECT_EQ(column(close.candidates(), "name"), (QStringList{"Amazon", "Bauhaus"}));
+    EXPECT_EQ(column(close.candidates(), "date"), (QStringList{"No date", "20.10.26"}));
+    EXPECT_EQ(column(close.candidates(), "source"), (QStringList{"your mail", "your photos"}));
     EXPECT_EQ(
         column(shell->surfaces(), "label"),
         (QStringList{"Close", "Ledger", "Review (2)", "Letter", "Questions (2)", "Sessions"}));
@@ -150,7 +152,7 @@ TEST_F(TalloScreens, EachSurfaceOfAMonthInProgressShowsTheRunWithoutAWarning) {
               (QStringList{"<p>Dear Maria,</p>",
                            "<p>Here are October's books for <strong>Acme Bakery Ltd</strong>, "
                            "with a receipt behind every line I could match.</p>"}));
-    EXPECT_EQ(letter.paragraphsAfter(), QStringList{"<p>Many thanks, Jonas</p>"});
+    EXPECT_EQ(letter.paragraphsAfter(), QStringList{"<p>Many thanks,<br>Jonas</p>"});
     EXPECT_EQ(letter.ghostLines(), 3);
     EXPECT_FALSE(letter.canSend());
     EXPECT_EQ(letter.sendRefusal(), "The letter is still being written.");
@@ -191,6 +193,10 @@ TEST_F(TalloScreens, AFinishedMonthEndsInItsFactsAndALetterReadyToCopyAndMail) {
     LetterModel& letter = shell->letter();
     ASSERT_EQ(letter.proseKind(), "written");
     ASSERT_TRUE(letter.canSend());
+    // On screen as on the clipboard: a list, not dashes in a line.
+    ASSERT_EQ(letter.paragraphs().size(), 5);
+    EXPECT_TRUE(letter.paragraphs()[2].startsWith("<ul><li>3 supplier invoices from the Metro "
+                                                  "portal</li><li>the card statement"));
     EXPECT_EQ(column(letter.tally(), "label"),
               (QStringList{"Your bank", "Your photos", "Your card", "Supplier portals"}));
     EXPECT_EQ(letter.instruction(), "Drag the 4 files onto the message");
@@ -330,12 +336,11 @@ TEST_F(TalloScreens, ARunCutOffMidWorkWaitsForResume) {
     EXPECT_EQ(shell->attention(),
               (QVariantMap{{"title", "Oktober 2026 — interrupted, press Resume"},
                            {"detail", "It stopped where it was — press Resume to pick it back up."},
-                           {"icon", "⚡"},
+                           {"icon", "!"},
                            {"needsYou", true},
                            {"period", "2026-10"}}));
     step("back", "2026-09");
-    EXPECT_EQ(shell->close().livenessText(),
-              "Nothing running just now — nothing is waiting on one.");
+    EXPECT_EQ(shell->close().livenessText(), ""); // a finished close says so itself
     // The cut-off close is October's, whichever period is on screen.
     const int before = fixture->daemon().requestCount("/dreamer/trigger");
     shell->resumeInterrupted();

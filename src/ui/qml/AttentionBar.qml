@@ -28,8 +28,17 @@ Rectangle {
 
         Label {
             Layout.alignment: Qt.AlignTop
+            Layout.preferredWidth: 24
+            Layout.preferredHeight: 24
             text: bar.attention.icon || ""
-            font.pointSize: Qt.application.font.pointSize * 1.3
+            font.bold: true
+            color: "white"
+            horizontalAlignment: Text.AlignHCenter
+            verticalAlignment: Text.AlignVCenter
+            background: Rectangle {
+                radius: 12
+                color: bar.attention.needsYou ? "#d35400" : bar.palette.highlight
+            }
         }
 
         Column {

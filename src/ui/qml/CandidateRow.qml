@@ -64,6 +64,7 @@ Item {
 
         ColumnLayout {
             Layout.alignment: Qt.AlignTop
+            Layout.preferredWidth: 160
             spacing: 4
 
             ShellButton {
