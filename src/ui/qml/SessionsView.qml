@@ -12,8 +12,7 @@ SurfaceScroll {
     name: "Sessions"
     spacing: 8
 
-    RowLayout {
-        Layout.fillWidth: true
+    Row {
         spacing: 10
 
         ShellButton {
@@ -26,10 +25,6 @@ SurfaceScroll {
         ShellButton {
             text: "Refresh"
             onClicked: view.sessions.refresh()
-        }
-
-        Item {
-            Layout.fillWidth: true
         }
     }
 

@@ -43,6 +43,14 @@ Pane {
                 currentIndex: screen.screenModel.booksIndex
                 onActivated: screen.screenModel.selectBooks(currentValue)
                 Accessible.name: "Books"
+                // Plain words, not the text field a combo box shows by default: nothing here is
+                // typed.
+                contentItem: Label {
+                    leftPadding: 8
+                    text: parent.displayText
+                    verticalAlignment: Text.AlignVCenter
+                    elide: Text.ElideRight
+                }
             }
 
             Item {
