@@ -21,6 +21,7 @@ packages=(
   qt6-multimedia-dev gstreamer1.0-plugins-good gstreamer1.0-plugins-bad
   pulseaudio pulseaudio-utils
   procps tmux
+  dbus-bin dbus-daemon dbus-session-bus-common
   dpkg-dev file librsvg2-bin desktop-file-utils appstream curl
   pocketsphinx pocketsphinx-en-us ffmpeg espeak-ng
 )

@@ -1,5 +1,6 @@
 #include "runtime/VaultRuntime.h"
 
+#include <QFile>
 #include <QFileInfo>
 #include <QPointer>
 
@@ -81,6 +82,18 @@ QCoro::Task<> VaultRuntime::start() {
     }
     starting_ = false;
     setStarted(true);
+    startCompanionSync();
+}
+
+// A vault syncs with the phone only when the bundle has a cloud container and the vault has a
+// zone of its own there.
+void VaultRuntime::startCompanionSync() {
+    QFile zone(vaultRoot_ + QStringLiteral("/.mnemora/sync-zone"));
+    if (!VaultServices::companionSyncAvailable() || !zone.open(QIODevice::ReadOnly) ||
+        zone.readAll().trimmed().isEmpty()) {
+        return;
+    }
+    services_->startCloseStatusMirror(vaultRoot_, QFileInfo(vaultRoot_).fileName());
 }
 
 bool VaultRuntime::daemonIsRunning() const {
@@ -100,6 +113,7 @@ QCoro::Task<> VaultRuntime::reviveIfNeeded() {
 }
 
 void VaultRuntime::shutdown() {
+    services_->dropCloseStatusMirror();
     services_->daemonProcess().stopBlocking();
 }
 

@@ -54,6 +54,7 @@ signals:
 
 private:
     void setStarted(bool started);
+    void startCompanionSync();
     static QCoro::Task<> nothingToRevive();
 
     QString vaultRoot_;

@@ -1,14 +1,19 @@
 #include "runtime/VaultServices.h"
 
+#include <QDir>
 #include <QFileInfo>
+#include <QSettings>
 
 #include "app/AppStateStore.h"
 #include "app/ConfigService.h"
 #include "app/Log.h"
+#include "app/UserDefaults.h"
 #include "app/VaultPaths.h"
+#include "cloud/SyncedDocsContainer.h"
 #include "daemon/DaemonProcess.h"
 #include "daemon/DaemonService.h"
 #include "daemon/ProcessingStore.h"
+#include "periodclose/CloseStatusMirrorService.h"
 #include "questions/QuestionService.h"
 #include "registry/DatabaseService.h"
 
@@ -56,6 +61,25 @@ WindowContext VaultServices::windowContext() const {
     context.questionService = questions_;
     context.config = config_;
     return context;
+}
+
+bool VaultServices::companionSyncAvailable() {
+    const QSettings defaults(UserDefaults().filePath(), QSettings::IniFormat);
+    return SyncedDocsContainer::current(RecordStoreSettings::read(defaults)).has_value();
+}
+
+void VaultServices::startCloseStatusMirror(const QString& vaultRoot, const QString& logLabel) {
+    if (!closeStatusMirror_) {
+        closeStatusMirror_ =
+            new CloseStatusMirrorService(database_, daemon_, SyncLog(logLabel),
+                                         QDir(QDir::cleanPath(vaultRoot)).dirName(), this);
+    }
+    closeStatusMirror_->setFallbackBusiness(config_->activeIdentityDisplayName());
+    closeStatusMirror_->start(vaultRoot + QStringLiteral("/Notes"));
+}
+
+void VaultServices::dropCloseStatusMirror() {
+    delete std::exchange(closeStatusMirror_, nullptr);
 }
 
 StartupStep VaultServices::now(QString name, std::function<void()> action) {

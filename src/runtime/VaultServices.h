@@ -16,6 +16,7 @@
 namespace mnemora {
 
 class AppStateStore;
+class CloseStatusMirrorService;
 class ConfigService;
 class DaemonProcess;
 class DaemonService;
@@ -61,6 +62,17 @@ public:
     ProcessingStore& processing() const { return *processing_; }
     QuestionService& questions() const { return *questions_; }
 
+    // True when the bundle has a cloud container to sync to, which needs a record store set up.
+    static bool companionSyncAvailable();
+
+    // The mirror of the close status for the phone; none until companion sync starts it.
+    CloseStatusMirrorService* closeStatusMirror() const { return closeStatusMirror_; }
+    // Builds the mirror when there is none, and starts it on `{vaultRoot}/Notes`, the vault's last
+    // path component as its display name; `logLabel` marks its log lines (empty for the primary).
+    void startCloseStatusMirror(const QString& vaultRoot, const QString& logLabel);
+    // Stops the mirror and drops it.
+    void dropCloseStatusMirror();
+
     // What automation reads and drives of a window showing these services.
     WindowContext windowContext() const;
 
@@ -84,6 +96,7 @@ private:
     AppStateStore* appState_ = nullptr;
     ProcessingStore* processing_ = nullptr;
     QuestionService* questions_ = nullptr;
+    CloseStatusMirrorService* closeStatusMirror_ = nullptr;
 };
 
 } // namespace mnemora

@@ -12,8 +12,11 @@
 #include "app/AppStateStore.h"
 #include "app/ConfigService.h"
 #include "app/UserDefaults.h"
+#include "cloud/RecordStoreSettings.h"
 #include "introspection/IntrospectionServer.h"
 #include "migration/MigrationGate.h"
+#include "periodclose/CloseStatusMirrorService.h"
+#include "periodclose/QuotaWatcher.h"
 #include "platform/Processes.h"
 #include "registry/DatabaseService.h"
 #include "runtime/MnemoraApp.h"
@@ -37,8 +40,11 @@ TEST(MnemoraApp, StartUpRunsItsStepsInOrderAndRecordsFailuresInTheServices) {
     const QStringList steps = app.completedSteps();
     ASSERT_GE(steps.size(), 2);
     EXPECT_EQ(steps.first(), "configuration loaded");
-    EXPECT_EQ(steps.mid(steps.size() - 3),
-              QStringList({"power monitor", "first-run defaults", "seeds"}));
+    EXPECT_EQ(steps.mid(steps.size() - 5),
+              QStringList({"power monitor", "quota watcher", "first-run defaults", "seeds",
+                           "companion sync: off, no record store is set up"}));
+    EXPECT_TRUE(app.quotaWatcher().isRunning());
+    EXPECT_EQ(app.closeStatusMirror(), nullptr);
     // Automation is up before the daemon is waited for, and scripts find its port.
     const auto serverStep = steps.indexOf("introspection server");
     EXPECT_GT(serverStep, steps.indexOf("services wired"));
@@ -57,6 +63,18 @@ TEST(MnemoraApp, StartUpRunsItsStepsInOrderAndRecordsFailuresInTheServices) {
     EXPECT_FALSE(app.database().isOpen());
     EXPECT_TRUE(app.database().lastError().isEmpty());
     EXPECT_TRUE(app.database().openQuestions().isEmpty());
+}
+
+TEST(MnemoraApp, WithARecordStoreTheCloseStatusMirrorRunsOnTheVaultsNotes) {
+    TestEnvironment env;
+    test::BundleOverride bundle("tallo.ai", "Tallo", "Tallo");
+    UserDefaults("tallo.ai").setString(RecordStoreSettings::urlKey, "https://couch.example/tallo");
+    MnemoraApp app;
+    test::runTask(app.startUp());
+    EXPECT_EQ(app.completedSteps().last(), "companion sync: close status mirror started");
+    ASSERT_NE(app.closeStatusMirror(), nullptr);
+    EXPECT_TRUE(app.closeStatusMirror()->isRunning());
+    EXPECT_EQ(app.closeStatusMirror()->notesRoot(), env.home() + "/Tallo/Notes");
 }
 
 TEST(MnemoraApp, AFinishedOnboardingStaysClosedAndTheDaemonIsAskedForDefaults) {

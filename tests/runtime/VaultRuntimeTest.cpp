@@ -4,9 +4,12 @@
 
 #include "app/AppStateStore.h"
 #include "app/ConfigService.h"
+#include "app/UserDefaults.h"
 #include "app/VaultPaths.h"
+#include "cloud/RecordStoreSettings.h"
 #include "daemon/DaemonProcess.h"
 #include "daemon/SupervisionFixture.h"
+#include "periodclose/CloseStatusMirrorService.h"
 #include "registry/DatabaseService.h"
 #include "runtime/VaultManager.h"
 #include "runtime/VaultRuntime.h"
@@ -158,4 +161,27 @@ TEST_F(VaultRuntimeTest, AVaultWindowAloneOpensThePrimaryWindowAfterItsGrace) {
     runFor(100ms);
     EXPECT_FALSE(state.pendingOpenWindow().has_value());
     EXPECT_EQ(VaultWindowModel::primaryWindowTag(), "tallo.window.primary");
+}
+
+TEST_F(VaultRuntimeTest, AVaultWithASyncZoneMirrorsItsCloseStatus) {
+    UserDefaults().setString(RecordStoreSettings::urlKey, "https://couch.example/books");
+    const QString zoned = makeVault("Books");
+    test::TestEnvironment::writeFile(zoned + "/.mnemora/sync-zone", "b2\n");
+    const QString plain = makeVault("Plain");
+    VaultRuntime& withZone = prepared(zoned);
+    VaultRuntime& withoutZone = prepared(plain);
+    test::runTask(withZone.start());
+    test::runTask(withoutZone.start());
+
+    EXPECT_EQ(withoutZone.services().closeStatusMirror(), nullptr);
+    CloseStatusMirrorService* mirror = withZone.services().closeStatusMirror();
+    ASSERT_NE(mirror, nullptr);
+    EXPECT_TRUE(mirror->isRunning());
+    EXPECT_EQ(mirror->notesRoot(), zoned + "/Notes");
+    SyncLog::flush();
+    EXPECT_TRUE(test::TestEnvironment::readFile(SyncLog::defaultFilePath())
+                    .contains(" [Books] [CloseStatusMirror] started\n"));
+
+    manager.shutdownAll();
+    EXPECT_EQ(withZone.services().closeStatusMirror(), nullptr);
 }
