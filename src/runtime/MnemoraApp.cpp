@@ -179,6 +179,12 @@ void MnemoraApp::addPrimarySteps(VaultServices::ExtraSteps& steps) {
                               [this] { return applyFirstRunDefaults(); }});
     steps.emplace(Slot::afterOpenQuestions,
                   StartupStep{QStringLiteral("seeds"), [this] { return refreshSeeds(); }});
+    // Once the seeds are in: what keeps the vault in step with the phone.
+    steps.emplace(Slot::afterOpenQuestions,
+                  VaultServices::now(QStringLiteral("questions mirror"), [this] {
+                      services_->startQuestionsMirror(services_->config().vaultRoot(),
+                                                      IdentityScope::active());
+                  }));
 }
 
 QCoro::Task<> MnemoraApp::startUp() {

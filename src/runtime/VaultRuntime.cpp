@@ -71,10 +71,15 @@ QCoro::Task<> VaultRuntime::start() {
     }
     starting_ = true;
     QPointer<VaultRuntime> self(this);
-    // A vault window runs the shared order alone: seeds, first-run defaults and the power and
-    // quota watchers serve the primary vault only.
+    // A vault window runs the shared order and then its own companion sync: seeds, first-run
+    // defaults and the power and quota watchers serve the primary vault only.
+    VaultServices::ExtraSteps sync;
+    sync.emplace(VaultServices::Slot::afterOpenQuestions,
+                 VaultServices::now(QStringLiteral("questions mirror"), [this] {
+                     services_->startQuestionsMirror(vaultRoot_, mirrorScope_);
+                 }));
     QCoro::Task<> steps =
-        VaultServices::run(services_->startupSteps({}), this, [](const QString&) {});
+        VaultServices::run(services_->startupSteps(sync), this, [](const QString&) {});
     co_await steps;
     if (!self) {
         co_return;
@@ -100,6 +105,7 @@ QCoro::Task<> VaultRuntime::reviveIfNeeded() {
 }
 
 void VaultRuntime::shutdown() {
+    services_->stopQuestionsMirror();
     services_->daemonProcess().stopBlocking();
 }
 

@@ -1,16 +1,22 @@
 #include "runtime/VaultServices.h"
 
 #include <QFileInfo>
+#include <QSettings>
 
 #include "app/AppStateStore.h"
 #include "app/ConfigService.h"
 #include "app/Log.h"
+#include "app/UserDefaults.h"
 #include "app/VaultPaths.h"
+#include "cloud/RecordStoreSettings.h"
+#include "cloud/SyncedDocsContainer.h"
 #include "daemon/DaemonProcess.h"
 #include "daemon/DaemonService.h"
 #include "daemon/ProcessingStore.h"
 #include "questions/QuestionService.h"
+#include "questions/QuestionsDocMirrorService.h"
 #include "registry/DatabaseService.h"
+#include "sync/SyncLog.h"
 
 namespace mnemora {
 
@@ -46,6 +52,31 @@ VaultServices::VaultServices(const std::optional<QString>& vaultRoot, QObject* p
 }
 
 VaultServices::~VaultServices() = default;
+
+bool VaultServices::companionSyncConfigured() {
+    const QSettings defaults(UserDefaults().filePath(), QSettings::IniFormat);
+    return SyncedDocsContainer::current(RecordStoreSettings::read(defaults)).has_value();
+}
+
+void VaultServices::startQuestionsMirror(const QString& vaultRoot, const IdentityScope& scope) {
+    if (!companionSyncConfigured()) {
+        return;
+    }
+    stopQuestionsMirror();
+    questionsMirror_ = new QuestionsDocMirrorService(
+        database_, questions_, daemon_, SyncLog(QFileInfo(vaultRoot).fileName()), this);
+    questionsMirror_->setMirrorScope(scope);
+    questionsMirror_->start(vaultRoot + QStringLiteral("/Notes"),
+                            vaultRoot + QStringLiteral("/Registry"));
+}
+
+void VaultServices::stopQuestionsMirror() {
+    if (questionsMirror_ != nullptr) {
+        questionsMirror_->stop();
+        delete questionsMirror_;
+        questionsMirror_ = nullptr;
+    }
+}
 
 WindowContext VaultServices::windowContext() const {
     WindowContext context;

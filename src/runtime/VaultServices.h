@@ -7,6 +7,7 @@
 #include <QCoroTask>
 
 #include "introspection/WindowContext.h"
+#include "registry/IdentityScope.h"
 
 #include <functional>
 #include <map>
@@ -22,6 +23,7 @@ class DaemonService;
 class DatabaseService;
 class ProcessingStore;
 class QuestionService;
+class QuestionsDocMirrorService;
 
 // One named step of a start-up. `run` returns the step's task; a step with nothing to await
 // returns a finished one. When `outcome` is set, the name that is reported once the step has run
@@ -61,6 +63,21 @@ public:
     ProcessingStore& processing() const { return *processing_; }
     QuestionService& questions() const { return *questions_; }
 
+    // The mirror of the phone's inbox document; null until companion sync started it.
+    QuestionsDocMirrorService* questionsMirror() const { return questionsMirror_; }
+
+    // Whether this product syncs with a phone at all: a cloud container is known for the bundle
+    // and a record store is set up in the user's defaults.
+    static bool companionSyncConfigured();
+
+    // With companion sync on, builds the mirror over `{vault}/Notes` and `{vault}/Registry`,
+    // showing the questions of `scope`, and starts it with the usual 5 s interval; its log lines
+    // carry the vault's folder name. Replaces a mirror started before. Without sync it does
+    // nothing.
+    void startQuestionsMirror(const QString& vaultRoot, const IdentityScope& scope);
+    // Cancels the mirror's loop and drops it.
+    void stopQuestionsMirror();
+
     // What automation reads and drives of a window showing these services.
     WindowContext windowContext() const;
 
@@ -84,6 +101,7 @@ private:
     AppStateStore* appState_ = nullptr;
     ProcessingStore* processing_ = nullptr;
     QuestionService* questions_ = nullptr;
+    QuestionsDocMirrorService* questionsMirror_ = nullptr;
 };
 
 } // namespace mnemora

@@ -15,6 +15,7 @@
 #include "introspection/IntrospectionServer.h"
 #include "migration/MigrationGate.h"
 #include "platform/Processes.h"
+#include "questions/QuestionsDocMirrorService.h"
 #include "registry/DatabaseService.h"
 #include "runtime/MnemoraApp.h"
 #include "support/BundleOverride.h"
@@ -37,8 +38,10 @@ TEST(MnemoraApp, StartUpRunsItsStepsInOrderAndRecordsFailuresInTheServices) {
     const QStringList steps = app.completedSteps();
     ASSERT_GE(steps.size(), 2);
     EXPECT_EQ(steps.first(), "configuration loaded");
-    EXPECT_EQ(steps.mid(steps.size() - 3),
-              QStringList({"power monitor", "first-run defaults", "seeds"}));
+    EXPECT_EQ(steps.mid(steps.size() - 4),
+              QStringList({"power monitor", "first-run defaults", "seeds", "questions mirror"}));
+    // No record store is set up: nothing syncs with a phone, so there is no mirror.
+    EXPECT_EQ(app.services().questionsMirror(), nullptr);
     // Automation is up before the daemon is waited for, and scripts find its port.
     const auto serverStep = steps.indexOf("introspection server");
     EXPECT_GT(serverStep, steps.indexOf("services wired"));

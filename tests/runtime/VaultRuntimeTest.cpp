@@ -1,17 +1,22 @@
 #include <gtest/gtest.h>
 
 #include <QFile>
+#include <QSettings>
 
 #include "app/AppStateStore.h"
 #include "app/ConfigService.h"
+#include "app/UserDefaults.h"
 #include "app/VaultPaths.h"
+#include "cloud/RecordStoreSettings.h"
 #include "daemon/DaemonProcess.h"
 #include "daemon/SupervisionFixture.h"
+#include "questions/QuestionsDocMirrorService.h"
 #include "registry/DatabaseService.h"
 #include "runtime/VaultManager.h"
 #include "runtime/VaultRuntime.h"
 #include "runtime/VaultWindowModel.h"
 #include "support/EventLoop.h"
+#include "support/RegistryIndex.h"
 #include "support/StdoutCapture.h"
 
 using namespace mnemora;
@@ -158,4 +163,31 @@ TEST_F(VaultRuntimeTest, AVaultWindowAloneOpensThePrimaryWindowAfterItsGrace) {
     runFor(100ms);
     EXPECT_FALSE(state.pendingOpenWindow().has_value());
     EXPECT_EQ(VaultWindowModel::primaryWindowTag(), "tallo.window.primary");
+}
+
+TEST_F(VaultRuntimeTest, WithCompanionSyncTheVaultMirrorsItsScopesQuestionsUntilShutdown) {
+    const QString vault = makeVault("Synced");
+    VaultRuntime& runtime = prepared(vault);
+    QSettings defaults(UserDefaults().filePath(), QSettings::IniFormat);
+    RecordStoreSettings{QUrl("http://127.0.0.1:9/mnemora"), {}}.write(defaults);
+    test::RegistryIndex index(runtime.database().indexPath());
+    for (const char* identity : {"me", "partner"}) {
+        index.entity({{"entity_type", "question"},
+                      {"slug", QString("q-") + identity},
+                      {"name", QString("Asked of ") + identity},
+                      {"identity_id", identity}});
+    }
+    runtime.setMirrorScope(IdentityScope::specific("me"));
+
+    test::runTask(runtime.start());
+    QuestionsDocMirrorService* mirror = runtime.services().questionsMirror();
+    ASSERT_NE(mirror, nullptr);
+    EXPECT_EQ(mirror->notesRoot(), vault + "/Notes");
+    EXPECT_EQ(mirror->registryRoot(), vault + "/Registry");
+    const QString inbox = vault + "/Notes/questions/inbox.md";
+    ASSERT_TRUE(test::waitUntil([&] { return QFile::exists(inbox); }));
+    EXPECT_EQ(test::TestEnvironment::readFile(inbox), "? open q-me - - - - - - :: Asked of me");
+
+    manager.shutdownAll();
+    EXPECT_EQ(runtime.services().questionsMirror(), nullptr);
 }
