@@ -1,8 +1,11 @@
 #include "cloud/BlockRecordMapping.h"
 
 #include "cloud/SyncedDocRecordType.h"
-#include "core/FatalError.h"
+#include "core/MarkdownCodec.h"
 
+#include <algorithm>
+#include <limits>
+#include <string>
 #include <tuple>
 
 namespace mnemora::BlockRecordMapping {
@@ -91,6 +94,112 @@ QString keyOf(const char* key) {
     return QString::fromLatin1(key);
 }
 
+template <typename T> const char* expectedValue() {
+    if constexpr (std::is_same_v<T, bool>) {
+        return "true or false";
+    } else if constexpr (std::is_same_v<T, std::int64_t>) {
+        return "an integer";
+    } else {
+        return "text";
+    }
+}
+
+// A word of the record as a note shows it: quoted, and cut if long.
+std::string quoted(const QString& word) {
+    return "\"" + core::MarkdownCodec::linePreview(word.toStdString()) + "\"";
+}
+
+core::BlockRepair note(const Record& record, const char* field, std::string detail) {
+    return core::BlockRepair{.blockID = core::BlockID(record.recordID().recordName.toStdString()),
+                             .field = field,
+                             .detail = std::move(detail)};
+}
+
+// Why a present field of the record gave no value.
+template <typename T> std::string unreadable(const Record& record, const QString& key) {
+    if constexpr (WireEnum<T>) {
+        if (const auto word = record.get<QString>(key)) {
+            return quoted(*word) + " is no known word; read as absent";
+        }
+    }
+    return std::string("is not ") + expectedValue<T>() + "; read as absent";
+}
+
+// The field's value; a present value that cannot be read is noted when `repairs` is given.
+template <typename T>
+std::optional<T> readField(const Record& record, const char* field,
+                           std::vector<core::BlockRepair>* repairs) {
+    const QString key = keyOf(field);
+    std::optional<T> value = fromRecord<T>(record, key);
+    if (!value && repairs != nullptr && record.value(key) != nullptr) {
+        repairs->push_back(note(record, field, unreadable<T>(record, key)));
+    }
+    return value;
+}
+
+// The block's level as an int: an absent or unreadable one is 0, a larger one is held to the
+// range of an int (the engine then brings it into the range of its kind).
+int readLevel(const Record& record, std::vector<core::BlockRepair>* repairs) {
+    const QString key = QStringLiteral("level");
+    const std::optional<std::int64_t> read = record.get<std::int64_t>(key);
+    if (!read) {
+        if (repairs != nullptr && record.value(key) != nullptr) {
+            repairs->push_back(note(record, "level", "is not an integer; read as 0"));
+        }
+        return 0;
+    }
+    const std::int64_t level = *read;
+    const auto fitted = static_cast<int>(std::clamp<std::int64_t>(
+        level, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()));
+    if (fitted != level && repairs != nullptr) {
+        repairs->push_back(
+            note(record, "level",
+                 std::to_string(level) + " is out of range; read as " + std::to_string(fitted)));
+    }
+    return fitted;
+}
+
+// Why a block record gives no block, for one that gives none.
+core::BlockRepair skipped(const Record& record) {
+    for (const char* field : {"position", "text", "kind"}) {
+        if (!record.get<QString>(keyOf(field))) {
+            return note(record, field, "is missing or not text; record skipped");
+        }
+    }
+    return note(record, "kind",
+                quoted(*record.get<QString>(QStringLiteral("kind"))) +
+                    " is no block kind; record skipped");
+}
+
+std::optional<Block> readBlock(const Record& record, std::vector<core::BlockRepair>* repairs) {
+    if (record.recordType() != SyncedDocRecordType::block) {
+        return std::nullopt;
+    }
+    const auto position = record.get<QString>(QStringLiteral("position"));
+    const auto text = record.get<QString>(QStringLiteral("text"));
+    const auto kind = fromRecord<core::BlockKind>(record, QStringLiteral("kind"));
+    if (!position || !text || !kind) {
+        if (repairs != nullptr) {
+            repairs->push_back(skipped(record));
+        }
+        return std::nullopt;
+    }
+    Block block{.id = core::BlockID(record.recordID().recordName.toStdString()),
+                .kind = *kind,
+                .level = readLevel(record, repairs),
+                .text = text->toStdString(),
+                .position = core::FractionalIndex(position->toStdString())};
+    std::apply(
+        [&](const auto&... field) {
+            ((block.*field.member = readField<
+                  typename std::remove_reference_t<decltype(block.*field.member)>::value_type>(
+                  record, field.key, repairs)),
+             ...);
+        },
+        optionalFields);
+    return block;
+}
+
 } // namespace
 
 RecordID recordID(const Block& block, const QString& zoneName) {
@@ -120,34 +229,11 @@ void apply(const Block& block, Record& record, const RecordReference& documentRe
 }
 
 std::optional<Block> block(const Record& record) {
-    if (record.recordType() != SyncedDocRecordType::block) {
-        return std::nullopt;
-    }
-    const auto position = record.get<QString>(QStringLiteral("position"));
-    const auto text = record.get<QString>(QStringLiteral("text"));
-    const auto kind = fromRecord<core::BlockKind>(record, QStringLiteral("kind"));
-    if (!position || !text || !kind) {
-        return std::nullopt;
-    }
-    if (position->isEmpty()) {
-        core::fatalError("BlockRecordMapping.block(from:): empty position in record " +
-                         record.recordID().recordName.toStdString());
-    }
-    Block block{.id = core::BlockID(record.recordID().recordName.toStdString()),
-                .kind = *kind,
-                .level =
-                    static_cast<int>(record.get<std::int64_t>(QStringLiteral("level")).value_or(0)),
-                .text = text->toStdString(),
-                .position = core::FractionalIndex(position->toStdString())};
-    std::apply(
-        [&](const auto&... field) {
-            ((block.*field.member = fromRecord<
-                  typename std::remove_reference_t<decltype(block.*field.member)>::value_type>(
-                  record, keyOf(field.key))),
-             ...);
-        },
-        optionalFields);
-    return block;
+    return readBlock(record, nullptr);
+}
+
+std::optional<Block> block(const Record& record, std::vector<core::BlockRepair>& repairs) {
+    return readBlock(record, &repairs);
 }
 
 } // namespace mnemora::BlockRecordMapping

@@ -2,10 +2,12 @@
 
 #include "cloud/Record.h"
 #include "core/Block.h"
+#include "core/BlockRepair.h"
 
 #include <QString>
 
 #include <optional>
+#include <vector>
 
 namespace mnemora::BlockRecordMapping {
 
@@ -24,8 +26,14 @@ Record makeRecord(const core::Block& block, const QString& zoneName,
 void apply(const core::Block& block, Record& record, const RecordReference& documentReference);
 
 // The block a record holds: none unless it is a "SyncedDocBlock" with a text `position` and
-// `text` and a `kind` word of BlockKind. `level` falls back to 0; any other field of the wrong
-// type, or an enumeration word of no case, reads as absent. An empty position stops the program.
+// `text` and a `kind` word of BlockKind. `level` falls back to 0 and is held to the range of an
+// int; any other field of the wrong type, or an enumeration word of no case, reads as absent.
+// The position is taken as it stands, even empty: any client can write a record, so the engine
+// checks every key before it stores it.
 std::optional<core::Block> block(const Record& record);
+
+// As above, appending a note for each record of the block type that gives no block, and for each
+// field that was present but could not be read, for the caller to log.
+std::optional<core::Block> block(const Record& record, std::vector<core::BlockRepair>& repairs);
 
 } // namespace mnemora::BlockRecordMapping

@@ -7,9 +7,16 @@ namespace mnemora::FetchedRecordZoneChangesTranslator {
 
 std::vector<core::BlockOp> translate(const QList<Record>& modifications,
                                      const QList<Deletion>& deletions) {
+    std::vector<core::BlockRepair> repairs;
+    return translate(modifications, deletions, repairs);
+}
+
+std::vector<core::BlockOp> translate(const QList<Record>& modifications,
+                                     const QList<Deletion>& deletions,
+                                     std::vector<core::BlockRepair>& repairs) {
     std::vector<core::BlockOp> ops;
     for (const Record& record : modifications) {
-        if (auto block = BlockRecordMapping::block(record)) {
+        if (auto block = BlockRecordMapping::block(record, repairs)) {
             ops.push_back(core::BlockOp::edit(std::move(*block)));
         }
     }

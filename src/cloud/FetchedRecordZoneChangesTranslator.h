@@ -3,6 +3,7 @@
 #include "cloud/Record.h"
 #include "cloud/RecordStore.h"
 #include "core/BlockOp.h"
+#include "core/BlockRepair.h"
 
 #include <QList>
 
@@ -18,5 +19,11 @@ using Deletion = RecordDeletion;
 // "SyncedDocBlock". Everything else is skipped.
 std::vector<core::BlockOp> translate(const QList<Record>& modifications,
                                      const QList<Deletion>& deletions);
+
+// As above, appending a note for each block record skipped and each field dropped (see
+// BlockRecordMapping::block), for the caller to log with the engine's own repairs.
+std::vector<core::BlockOp> translate(const QList<Record>& modifications,
+                                     const QList<Deletion>& deletions,
+                                     std::vector<core::BlockRepair>& repairs);
 
 } // namespace mnemora::FetchedRecordZoneChangesTranslator

@@ -145,6 +145,11 @@ std::vector<FractionalIndex> FractionalIndex::evenlySpaced(int count) {
     return keys;
 }
 
+bool FractionalIndex::isWellFormed() const {
+    return !key.empty() && key.back() != kAlphabet.front() &&
+           key.find_first_not_of(kAlphabet) == std::string::npos;
+}
+
 std::ostream& operator<<(std::ostream& out, const FractionalIndex& index) {
     return out << index.key;
 }

@@ -35,6 +35,11 @@ public:
     // The nth key has n characters; there is no rebalancing anywhere.
     static std::vector<FractionalIndex> evenlySpaced(int count);
 
+    // Whether between() can always work with this key: it is not empty, uses only the alphabet
+    // and does not end in "0". Every key made here is such a key; one that came in from outside
+    // (a cloud record, an older file) must be checked before it is stored.
+    bool isWellFormed() const;
+
     std::string key;
 };
 

@@ -3,6 +3,7 @@
 #include "core/WireWord.h"
 
 #include <SQLiteCpp/SQLiteCpp.h>
+#include <sqlite3.h>
 
 #include <array>
 #include <initializer_list>
@@ -223,8 +224,6 @@ std::string describeDoc(const std::string& zone, const std::string& docPath) {
 
 // Sets the connection up as the store relies on and returns the schema steps the file has had.
 std::set<std::string> prepare(SQLite::Database& db) {
-    // Another copy of the application on the same vault holds the file only briefly.
-    db.setBusyTimeout(5000);
     // With the write-ahead log a save costs one sync instead of several and stays durable.
     db.exec("PRAGMA journal_mode = WAL");
     db.exec("CREATE TABLE IF NOT EXISTS schema_migrations (identifier TEXT NOT NULL PRIMARY KEY)");
@@ -236,9 +235,16 @@ std::set<std::string> prepare(SQLite::Database& db) {
     return applied;
 }
 
-// Runs one schema step and records it, all or nothing.
+// Runs one schema step and records it, all or nothing. Another process may open the same file at
+// the same moment and run the step first, so whether it has run is asked again once this
+// connection holds the write lock.
 void run(SQLite::Database& db, const Migration& migration) {
     SQLite::Transaction transaction(db, SQLite::TransactionBehavior::IMMEDIATE);
+    SQLite::Statement done(db, "SELECT 1 FROM schema_migrations WHERE identifier = ?");
+    done.bindNoCopy(1, migration.name.data());
+    if (done.executeStep()) {
+        return;
+    }
     for (const std::string& statement : migration.statements) {
         db.exec(statement);
     }
@@ -246,6 +252,31 @@ void run(SQLite::Database& db, const Migration& migration) {
     record.bindNoCopy(1, migration.name.data());
     record.exec();
     transaction.commit();
+}
+
+// The first problem SQLite finds on reading every page of the file; empty when there is none. A
+// damaged page would otherwise show only when a save reaches it, and then at every save.
+std::string firstDamage(SQLite::Database& db) {
+    SQLite::Statement check(db, "PRAGMA quick_check(1)");
+    if (!check.executeStep()) {
+        return {};
+    }
+    const std::string answer = check.getColumn(0).getString();
+    return answer == "ok" ? std::string() : answer;
+}
+
+// The store's words for a failure to open: a file that cannot be written or is damaged says so,
+// since either stops every later save.
+std::string openFailure(std::string_view where, const SQLite::Exception& e) {
+    switch (e.getErrorCode()) {
+    case SQLITE_READONLY:
+        return "Could not open " + std::string(where) +
+               ": it is read-only, so no change could be saved in it";
+    case SQLITE_CORRUPT:
+        return "Could not open " + std::string(where) + ": it is damaged (" + e.what() + ")";
+    default:
+        return "Could not open " + std::string(where) + ": " + e.what();
+    }
 }
 
 // Removes the document's rows, within the caller's transaction.
@@ -278,13 +309,20 @@ std::vector<std::string_view> SqliteSidecarStore::migrationNames() {
 
 void SqliteSidecarStore::open(const std::string& path, std::string_view label) {
     const std::lock_guard lock(mutex_);
+    const std::string where = "the sidecar store " + std::string(label);
     std::set<std::string> applied;
     try {
         db_ =
             std::make_unique<SQLite::Database>(path, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
+        // Another copy of the application on the same vault holds the file only briefly.
+        db_->setBusyTimeout(5000);
+        // SQLite falls back to reading a file it may not write; every save would then fail.
+        if (sqlite3_db_readonly(db_->getHandle(), "main") == 1) {
+            throw SQLite::Exception("attempt to write a readonly database", SQLITE_READONLY);
+        }
         applied = prepare(*db_);
     } catch (const SQLite::Exception& e) {
-        throw Error("Could not open the sidecar store " + std::string(label) + ": " + e.what());
+        throw Error(openFailure(where, e));
     }
     for (const Migration& migration : migrations()) {
         if (applied.count(std::string(migration.name)) > 0) {
@@ -293,9 +331,16 @@ void SqliteSidecarStore::open(const std::string& path, std::string_view label) {
         try {
             run(*db_, migration);
         } catch (const SQLite::Exception& e) {
-            throw Error("Could not bring the sidecar store " + std::string(label) +
-                        " up to date (" + std::string(migration.name) + "): " + e.what());
+            throw Error("Could not bring " + where + " up to date (" + std::string(migration.name) +
+                        "): " + e.what());
         }
+    }
+    try {
+        if (const std::string damage = firstDamage(*db_); !damage.empty()) {
+            throw SQLite::Exception(damage, SQLITE_CORRUPT);
+        }
+    } catch (const SQLite::Exception& e) {
+        throw Error(openFailure(where, e));
     }
 }
 

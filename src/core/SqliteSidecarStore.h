@@ -20,7 +20,9 @@ namespace mnemora::core {
 class SqliteSidecarStore final : public SyncedDocSidecarStore {
 public:
     // Opens the database file, creating it if needed, and brings it to the current schema. The
-    // folder must exist. Throws `Error` when the file cannot be opened or migrated.
+    // folder must exist. Several processes may open one file at once. Throws `Error` when the
+    // file cannot be opened or migrated, and also when it could be opened but not written to
+    // (read-only) or holds damaged pages: either would otherwise fail every later save.
     explicit SqliteSidecarStore(const std::string& path);
 
     // A private database in memory with the same schema, gone with the object.

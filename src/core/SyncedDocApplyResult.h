@@ -2,6 +2,7 @@
 
 #include "core/Block.h"
 #include "core/BlockOp.h"
+#include "core/BlockRepair.h"
 #include "core/MarkdownCodec.h"
 
 #include <vector>
@@ -16,6 +17,9 @@ struct SyncedDocApplyResult {
     std::vector<Block> blocks{};
     // Lines that claimed a typed kind and were kept as text; the caller logs them.
     std::vector<MarkdownCodec::Degradation> degradations{};
+    // Stored keys that were unusable and were replaced; such a block shows as `move` in `ops`, so
+    // that the cloud gets the new key too. The caller logs them.
+    std::vector<BlockRepair> repairs{};
 
     bool operator==(const SyncedDocApplyResult&) const = default;
 };

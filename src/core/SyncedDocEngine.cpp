@@ -2,10 +2,12 @@
 
 #include "core/BlockDiffMatcher.h"
 #include "core/FatalError.h"
+#include "core/IncomingBlocks.h"
 #include "core/MarkdownCodec.h"
 
 #include <algorithm>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 
 namespace mnemora::core {
@@ -23,7 +25,8 @@ std::unordered_map<BlockID, Block> byIdentifier(std::vector<Block> blocks) {
     return byID;
 }
 
-void apply(const BlockOp& op, std::unordered_map<BlockID, Block>& byID) {
+void apply(const BlockOp& op, std::unordered_map<BlockID, Block>& byID,
+           std::vector<BlockRepair>& repairs) {
     switch (op.kind()) {
     case BlockOp::Kind::keep:
         break;
@@ -32,39 +35,52 @@ void apply(const BlockOp& op, std::unordered_map<BlockID, Block>& byID) {
         break;
     case BlockOp::Kind::edit:
     case BlockOp::Kind::add:
-    case BlockOp::Kind::move:
+    case BlockOp::Kind::move: {
         // The cloud's block replaces ours whole; there is no field merge.
-        byID.insert_or_assign(op.id(), *op.blockIfAny());
+        Block incoming = *op.blockIfAny();
+        const auto stored = byID.find(op.id());
+        if (stored == byID.end() || !stored->second.hasSameContent(incoming)) {
+            IncomingBlocks::repairFields(incoming, repairs);
+        }
+        byID.insert_or_assign(op.id(), std::move(incoming));
         break;
+    }
     }
 }
 
-// Ties on position break by identifier only so that the result does not depend on the hash
-// map's order.
-std::vector<Block> inPlaceOrder(std::unordered_map<BlockID, Block> byID) {
+std::vector<Block> values(std::unordered_map<BlockID, Block> byID) {
     std::vector<Block> blocks;
     blocks.reserve(byID.size());
     for (auto& [id, block] : byID) {
         blocks.push_back(std::move(block));
     }
-    std::sort(blocks.begin(), blocks.end(), [](const Block& a, const Block& b) {
-        if (a.position != b.position) {
-            return a.position < b.position;
-        }
-        return a.id < b.id;
-    });
     return blocks;
+}
+
+// A block whose stored key was replaced is sent again, so that the cloud holds the new key too.
+void sendRepairedKeys(std::vector<BlockOp>& ops, const std::vector<BlockRepair>& repairs) {
+    std::unordered_set<BlockID> repaired;
+    for (const BlockRepair& repair : repairs) {
+        repaired.insert(repair.blockID);
+    }
+    for (BlockOp& op : ops) {
+        if (op.kind() == BlockOp::Kind::keep && repaired.count(op.id()) > 0) {
+            op = BlockOp::move(*op.blockIfAny());
+        }
+    }
 }
 
 } // namespace
 
 SyncedDocApplyResult SyncedDocEngine::applyFileChange(const std::string& docPath,
                                                       std::string_view contents) {
-    const std::vector<Block> previous = store_.loadBlocks(docPath);
-
     SyncedDocApplyResult result;
+    std::vector<Block> previous = store_.loadBlocks(docPath);
+    IncomingBlocks::repairPositions(previous, result.repairs);
+
     const std::vector<Block> parsed = MarkdownCodec::parse(contents, result.degradations);
     result.ops = BlockDiffMatcher::diff(previous, parsed);
+    sendRepairedKeys(result.ops, result.repairs);
 
     result.blocks.reserve(result.ops.size());
     for (const BlockOp& op : result.ops) {
@@ -80,11 +96,23 @@ SyncedDocApplyResult SyncedDocEngine::applyFileChange(const std::string& docPath
 
 std::string SyncedDocEngine::applyRemoteOps(const std::string& zone, const std::string& docPath,
                                             const std::vector<BlockOp>& ops) {
+    std::vector<BlockRepair> repairs;
+    return applyRemoteOps(zone, docPath, ops, repairs);
+}
+
+std::string SyncedDocEngine::applyRemoteOps(const std::string& zone, const std::string& docPath,
+                                            const std::vector<BlockOp>& ops,
+                                            std::vector<BlockRepair>& repairs) {
     std::unordered_map<BlockID, Block> byID = byIdentifier(store_.loadBlocks(zone, docPath));
     for (const BlockOp& op : ops) {
-        apply(op, byID);
+        apply(op, byID, repairs);
     }
-    const std::vector<Block> blocks = inPlaceOrder(std::move(byID));
+    std::vector<Block> blocks = values(std::move(byID));
+    IncomingBlocks::repairPositions(blocks, repairs);
+    if (blocks.empty()) {
+        // The empty file reads as one empty line; storing that line makes the read-back a `keep`.
+        blocks.push_back(Block{.position = FractionalIndex::between(std::nullopt, std::nullopt)});
+    }
     store_.saveBlocks(zone, docPath, blocks);
     return MarkdownCodec::serialize(blocks);
 }

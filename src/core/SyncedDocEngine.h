@@ -2,6 +2,7 @@
 
 #include "core/Block.h"
 #include "core/BlockOp.h"
+#include "core/BlockRepair.h"
 #include "core/SyncedDocApplyResult.h"
 #include "core/SyncedDocSidecarStore.h"
 
@@ -23,14 +24,27 @@ public:
         : store_(store) {}
 
     // Reads a new text of the file at `docPath` (zone ""), matches it against the stored
-    // document, saves the result and says what changed. The file wins over the sidecar.
+    // document, saves the result and says what changed. The file wins over the sidecar. Stored
+    // keys that an older build or an earlier remote change left unusable are replaced first.
     SyncedDocApplyResult applyFileChange(const std::string& docPath, std::string_view contents);
 
     // Applies operations from the cloud and returns the new text of the file. `edit`, `add` and
     // `move` all put their block whole, position included; `delete_` of an unknown identifier is
-    // ignored. Stops the program when the stored document holds one identifier twice.
+    // ignored. Stops the program when the stored document holds one identifier twice, which only
+    // a faulty store can do.
+    //
+    // Any client can write a record, so a put block is checked before it is stored
+    // (IncomingBlocks::repairFields), unless its content is what the sidecar already holds for
+    // it, which is this desktop's own block coming back. The document's keys are then made
+    // usable and strictly ascending (IncomingBlocks::repairPositions). A document left with no
+    // block is stored as the one empty line that its empty file reads as, so that reading the
+    // file back finds nothing to send.
     std::string applyRemoteOps(const std::string& zone, const std::string& docPath,
                                const std::vector<BlockOp>& ops);
+
+    // As above, appending what was repaired to `repairs` for the caller to log.
+    std::string applyRemoteOps(const std::string& zone, const std::string& docPath,
+                               const std::vector<BlockOp>& ops, std::vector<BlockRepair>& repairs);
 
     // The file text of the stored document (zone "").
     std::string serialize(const std::string& docPath);

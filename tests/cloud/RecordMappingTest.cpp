@@ -147,9 +147,60 @@ TEST(BlockRecordMappingTest, BlockFromRecordFollowsItsRules) {
     }
 }
 
-TEST(BlockRecordMappingDeathTest, EmptyPositionStopsTheProgram) {
-    const Record record = blockRecord({{"position", ""}, {"kind", "item"}, {"text", "Eggs"}});
-    EXPECT_DEATH(BlockRecordMapping::block(record), "empty position in record B1");
+TEST(BlockRecordMappingTest, WhatARecordCannotGiveIsNoted) {
+    struct Case {
+        const char* name;
+        Record record;
+        std::vector<std::string> notes; // "field: detail"
+    };
+    const Case cases[] = {
+        {"empty position is the engine's to repair",
+         blockRecord({{"position", ""}, {"kind", "item"}, {"text", "Eggs"}}),
+         {}},
+        {"unknown kind",
+         blockRecord({{"position", "i"}, {"kind", "table"}, {"text", "|a|"}}),
+         {"kind: \"table\" is no block kind; record skipped"}},
+        {"no text",
+         blockRecord({{"position", "i"}, {"kind", "item"}}),
+         {"text: is missing or not text; record skipped"}},
+        {"position a number",
+         blockRecord({{"position", std::int64_t{7}}, {"kind", "item"}, {"text", "Eggs"}}),
+         {"position: is missing or not text; record skipped"}},
+        {"fields of the wrong type or word",
+         blockRecord({{"position", "i"},
+                      {"kind", "question"},
+                      {"text", "Eggs"},
+                      {"level", "2"},
+                      {"checked", "yes"},
+                      {"questionStatus", "snoozed"},
+                      {"answer", std::int64_t{42}},
+                      {"countDone", 1.5}}),
+         {"level: is not an integer; read as 0", "checked: is not true or false; read as absent",
+          "questionStatus: \"snoozed\" is no known word; read as absent",
+          "answer: is not text; read as absent", "countDone: is not an integer; read as absent"}},
+        {"level beyond an int",
+         blockRecord({{"position", "i"},
+                      {"kind", "heading"},
+                      {"text", "Big"},
+                      {"level", std::int64_t{9'000'000'000}}}),
+         {"level: 9000000000 is out of range; read as 2147483647"}},
+    };
+    for (const Case& c : cases) {
+        std::vector<BlockRepair> repairs;
+        const auto ops = FetchedRecordZoneChangesTranslator::translate({c.record}, {}, repairs);
+        std::vector<std::string> notes;
+        for (const BlockRepair& repair : repairs) {
+            EXPECT_EQ(repair.blockID, BlockID("B1")) << c.name;
+            notes.push_back(repair.field + ": " + repair.detail);
+        }
+        EXPECT_EQ(notes, c.notes) << c.name;
+        EXPECT_EQ(ops.size(),
+                  c.notes.empty() || c.notes[0].find("skipped") == std::string::npos ? 1u : 0u)
+            << c.name;
+    }
+    const auto emptyPosition = BlockRecordMapping::block(cases[0].record);
+    ASSERT_TRUE(emptyPosition.has_value());
+    EXPECT_EQ(emptyPosition->position.key, "");
 }
 
 TEST(SyncedDocMappingTest, DocumentAndCollectionRecords) {

@@ -3,7 +3,11 @@
 #include "BlockFieldValues.h"
 
 #include <SQLiteCpp/SQLiteCpp.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -225,21 +229,24 @@ TEST_F(SqliteSidecarStoreTest, NewFileGetsTheFinalTableAndRecordsEachMigrationOn
               std::vector<std::string>{"idx_syncedDocBlocks_zone_docPath"});
 }
 
+// A sidecar as the first version of the application left it, with four blocks in two documents.
+void writeFirstVersionFile(const std::string& path) {
+    SQLite::Database db(path, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
+    db.exec("CREATE TABLE schema_migrations (identifier TEXT NOT NULL PRIMARY KEY)");
+    db.exec("INSERT INTO schema_migrations VALUES ('v1_createSyncedDocBlocks')");
+    db.exec("CREATE TABLE syncedDocBlocks (docPath TEXT NOT NULL, blockID TEXT NOT NULL, kind "
+            "TEXT NOT NULL, level INTEGER NOT NULL, text TEXT NOT NULL, checked BOOLEAN, "
+            "position TEXT NOT NULL, PRIMARY KEY (docPath, blockID))");
+    db.exec("CREATE INDEX idx_syncedDocBlocks_docPath ON syncedDocBlocks (docPath)");
+    db.exec("INSERT INTO syncedDocBlocks VALUES "
+            "('lists/active/groceries.md', 'A', 'heading', 1, 'Groceries', NULL, 'i'), "
+            "('lists/active/groceries.md', 'B', 'item', 0, 'milk', 0, 'ii'), "
+            "('lists/active/groceries.md', 'C', 'item', 0, 'eggs', 1, 'iii'), "
+            "('orientation/board.md', 'D', 'text', 0, '', NULL, 'i')");
+}
+
 TEST_F(SqliteSidecarStoreTest, RowsOfAFirstVersionFileSurviveEveryMigrationWithZoneEmpty) {
-    {
-        SQLite::Database db(path_, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
-        db.exec("CREATE TABLE schema_migrations (identifier TEXT NOT NULL PRIMARY KEY)");
-        db.exec("INSERT INTO schema_migrations VALUES ('v1_createSyncedDocBlocks')");
-        db.exec("CREATE TABLE syncedDocBlocks (docPath TEXT NOT NULL, blockID TEXT NOT NULL, kind "
-                "TEXT NOT NULL, level INTEGER NOT NULL, text TEXT NOT NULL, checked BOOLEAN, "
-                "position TEXT NOT NULL, PRIMARY KEY (docPath, blockID))");
-        db.exec("CREATE INDEX idx_syncedDocBlocks_docPath ON syncedDocBlocks (docPath)");
-        db.exec("INSERT INTO syncedDocBlocks VALUES "
-                "('lists/active/groceries.md', 'A', 'heading', 1, 'Groceries', NULL, 'i'), "
-                "('lists/active/groceries.md', 'B', 'item', 0, 'milk', 0, 'ii'), "
-                "('lists/active/groceries.md', 'C', 'item', 0, 'eggs', 1, 'iii'), "
-                "('orientation/board.md', 'D', 'text', 0, '', NULL, 'i')");
-    }
+    writeFirstVersionFile(path_);
     SqliteSidecarStore store(path_);
     EXPECT_EQ(store.allDocs(),
               (std::vector<Document>{{.zone = "", .docPath = "lists/active/groceries.md"},
@@ -318,6 +325,139 @@ TEST_F(SqliteSidecarStoreTest, OpeningSomethingThatIsNoDatabaseThrows) {
     }
     EXPECT_THROW(SqliteSidecarStore((dir_ / "missing" / "synced-docs.sqlite").string()),
                  SyncedDocSidecarStore::Error);
+}
+
+struct Opened {
+    int exitCode = -1;
+    std::string output;
+};
+
+// Starts one sidecar_opener per document on `path`, releases them all at once and waits for
+// each. `asUser` runs them as that user through setpriv, for tests that need a file the process
+// may not write even when the suite runs as root.
+std::vector<Opened> openAtOnce(const std::string& path, const std::vector<std::string>& docs,
+                               const std::vector<std::string>& asUser = {}) {
+    int gate[2];
+    EXPECT_EQ(pipe2(gate, O_CLOEXEC), 0);
+    std::vector<std::pair<pid_t, int>> children;
+    for (const std::string& doc : docs) {
+        int out[2];
+        EXPECT_EQ(pipe2(out, O_CLOEXEC), 0);
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_adddup2(&actions, gate[0], STDIN_FILENO);
+        posix_spawn_file_actions_adddup2(&actions, out[1], STDOUT_FILENO);
+        std::vector<std::string> args = asUser;
+        args.insert(args.end(), {MNEMORA_SIDECAR_OPENER, path, doc});
+        std::vector<char*> argv;
+        for (std::string& arg : args) {
+            argv.push_back(arg.data());
+        }
+        argv.push_back(nullptr);
+        pid_t pid = 0;
+        EXPECT_EQ(posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ), 0);
+        posix_spawn_file_actions_destroy(&actions);
+        close(out[1]);
+        children.emplace_back(pid, out[0]);
+    }
+    // Every child waits for the end of its input: closing the gate lets them all go.
+    close(gate[0]);
+    close(gate[1]);
+    std::vector<Opened> results;
+    for (const auto& [pid, out] : children) {
+        Opened opened;
+        char buffer[512];
+        for (ssize_t n; (n = read(out, buffer, sizeof buffer)) > 0;) {
+            opened.output.append(buffer, static_cast<std::size_t>(n));
+        }
+        close(out);
+        int status = 0;
+        waitpid(pid, &status, 0);
+        opened.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        results.push_back(opened);
+    }
+    return results;
+}
+
+TEST_F(SqliteSidecarStoreTest, SixProcessesOpeningOneFileAtOnceAllSucceedWithOneSchema) {
+    const std::vector<std::string> docs{"a.md", "b.md", "c.md", "d.md", "e.md", "f.md"};
+    for (int round = 0; round < 6; ++round) {
+        const bool old = round % 2 == 1;
+        const std::string path = (dir_ / ("round-" + std::to_string(round) + ".sqlite")).string();
+        if (old) {
+            writeFirstVersionFile(path);
+        }
+        const std::string context =
+            (old ? "first-version file, round " : "new file, round ") + std::to_string(round);
+        for (const Opened& opened : openAtOnce(path, docs)) {
+            EXPECT_EQ(opened.exitCode, 0) << context << ": " << opened.output;
+        }
+        SQLite::Database db(path);
+        EXPECT_EQ(tableShape(db), kFinalShape) << context;
+        EXPECT_EQ(joined(column(db, "SELECT identifier FROM schema_migrations ORDER BY rowid")),
+                  kMigrationNames)
+            << context;
+        EXPECT_EQ(joined(column(db, "SELECT DISTINCT docPath FROM syncedDocBlocks ORDER BY 1")),
+                  old ? "a.md, b.md, c.md, d.md, e.md, f.md, lists/active/groceries.md, "
+                        "orientation/board.md"
+                      : "a.md, b.md, c.md, d.md, e.md, f.md")
+            << context;
+    }
+}
+
+TEST_F(SqliteSidecarStoreTest, ReadOnlyFileFailsAtOpenWithItsWords) {
+    { SqliteSidecarStore(path_).saveBlocks("a.md", {line("A", "i", "kept")}); }
+    fs::permissions(path_, fs::perms::owner_read | fs::perms::group_read | fs::perms::others_read);
+    fs::permissions(dir_, fs::perms::all);
+    // Root writes any file whatever its mode, so the opener then runs as nobody.
+    const std::vector<std::string> asNobody{"/usr/bin/setpriv", "--reuid=65534", "--regid=65534",
+                                            "--clear-groups"};
+    const auto opened =
+        openAtOnce(path_, {"b.md"}, geteuid() == 0 ? asNobody : std::vector<std::string>{});
+    ASSERT_EQ(opened.size(), 1u);
+    EXPECT_EQ(opened[0].exitCode, 1);
+    EXPECT_EQ(opened[0].output, "Could not open the sidecar store at " + path_ +
+                                    ": it is read-only, so no change could be saved in it");
+}
+
+TEST_F(SqliteSidecarStoreTest, DamagedFileFailsAtOpenWithItsWords) {
+    {
+        SqliteSidecarStore store(path_);
+        for (int doc = 0; doc < 20; ++doc) {
+            std::vector<Block> blocks;
+            for (int k = 0; k < 20; ++k) {
+                blocks.push_back(line(std::to_string(doc) + "-" + std::to_string(k),
+                                      std::string(static_cast<std::size_t>(k + 1), 'i'),
+                                      std::string(200, 'x')));
+            }
+            store.saveBlocks("doc-" + std::to_string(doc) + ".md", blocks);
+        }
+    }
+    int rootPage = 0;
+    int pageSize = 0;
+    {
+        SQLite::Database db(path_);
+        rootPage =
+            db.execAndGet("SELECT rootpage FROM sqlite_master WHERE name = 'syncedDocBlocks'")
+                .getInt();
+        pageSize = db.execAndGet("PRAGMA page_size").getInt();
+    }
+    {
+        // Garbage over the table's first page: the file still opens and reads its schema, and
+        // only a read of the blocks would meet the damage.
+        std::fstream file(path_, std::ios::in | std::ios::out | std::ios::binary);
+        file.seekp(static_cast<std::streamoff>(rootPage - 1) * pageSize);
+        const std::string garbage(static_cast<std::size_t>(pageSize), '\x7f');
+        file.write(garbage.data(), static_cast<std::streamsize>(garbage.size()));
+    }
+    try {
+        SqliteSidecarStore store(path_);
+        FAIL() << "opening should have failed";
+    } catch (const SyncedDocSidecarStore::Error& error) {
+        const std::string prefix =
+            "Could not open the sidecar store at " + path_ + ": it is damaged (";
+        EXPECT_EQ(std::string(error.what()).substr(0, prefix.size()), prefix) << error.what();
+    }
 }
 
 // Calls from several threads go through the one connection one at a time; interleaved

@@ -1,4 +1,5 @@
 #include "core/SyncedDocEngine.h"
+#include "core/IncomingBlocks.h"
 #include "core/SqliteSidecarStore.h"
 
 #include <gtest/gtest.h>
@@ -130,26 +131,121 @@ TEST_F(SyncedDocEngineTest, RemoteChangeReadBackFromTheFileDoesNotEcho) {
     EXPECT_EQ(echo.blocks, store_.loadBlocks("a.md"));
 }
 
-TEST_F(SyncedDocEngineTest, FieldThatDoesNotSurviveTheFileShowsOnceAsEdit) {
+TEST_F(SyncedDocEngineTest, RemoteBlockIsStoredAsItsLineReadsSoReadingBackKeepsIdentity) {
     engine_.applyFileChange("a.md", "Intro");
-    // An item without `checked` writes as unchecked and reads back with `checked` false.
+    // An item without `checked` writes as unchecked; a text "# Soap" reads as a heading.
     const Block item{
-        .id = BlockID("NEW"), .kind = BlockKind::item, .text = "Soap", .position = FI("ii")};
+        .id = BlockID("ITEM"), .kind = BlockKind::item, .text = "Soap", .position = FI("ii")};
+    const Block heading = line("HEAD", "iii", "# Soap");
 
-    const std::string text = engine_.applyRemoteOps("", "a.md", {BlockOp::add(item)});
-    EXPECT_EQ(text, "Intro\n- [ ] Soap");
+    std::vector<BlockRepair> repairs;
+    const std::string text =
+        engine_.applyRemoteOps("", "a.md", {BlockOp::add(item), BlockOp::add(heading)}, repairs);
+    EXPECT_EQ(text, "Intro\n- [ ] Soap\n# Soap");
+    EXPECT_EQ(repairs, (std::vector<BlockRepair>{
+                           {.blockID = BlockID("ITEM"),
+                            .field = "checked",
+                            .detail = "taken as the file reads the line \"- [ ] Soap\""},
+                           {.blockID = BlockID("HEAD"),
+                            .field = "kind, level, text",
+                            .detail = "taken as the file reads the line \"# Soap\""}}));
+    EXPECT_EQ(store_.loadBlocks("a.md")[1].checked, std::optional<bool>(false));
 
     const auto readBack = engine_.applyFileChange("a.md", text);
-    ASSERT_EQ(kindsOf(readBack.ops), (Kinds{Kind::keep, Kind::edit}));
-    EXPECT_EQ(readBack.ops[1].id(), BlockID("NEW"));
-    EXPECT_EQ(readBack.blocks[1].checked, std::optional<bool>(false));
-    EXPECT_EQ(kindsOf(engine_.applyFileChange("a.md", text).ops), Kinds(2, Kind::keep));
+    EXPECT_EQ(kindsOf(readBack.ops), Kinds(3, Kind::keep));
+    EXPECT_EQ(readBack.blocks[2].id, BlockID("HEAD"));
 }
 
 TEST_F(SyncedDocEngineTest, RemoteOpsUseTheirOwnZone) {
     engine_.applyRemoteOps("other", "a.md", {BlockOp::add(line("A", "i", "Elsewhere"))});
     EXPECT_TRUE(store_.loadBlocks("a.md").empty());
     EXPECT_EQ(engine_.blocks("other", "a.md"), (std::vector<Block>{line("A", "i", "Elsewhere")}));
+}
+
+// The keys of the stored document are usable and strictly ascending.
+void expectOrderedKeys(const std::vector<Block>& blocks, const std::string& context) {
+    for (std::size_t k = 0; k < blocks.size(); ++k) {
+        EXPECT_TRUE(blocks[k].position.isWellFormed()) << context << ": " << blocks[k].position;
+        if (k > 0) {
+            EXPECT_LT(blocks[k - 1].position, blocks[k].position) << context;
+        }
+    }
+}
+
+TEST_F(SyncedDocEngineTest, HostileRemoteKeysAreReplacedSoLocalLinesFitBesideThem) {
+    struct Case {
+        std::string key;
+        std::string text; // what the file reads once the phone's block is in
+    };
+    const Case cases[] = {{"0", "Phone\nOne\nTwo"}, {"i0", "One\nPhone\nTwo"},
+                          {"", "Phone\nOne\nTwo"},  {"AB", "Phone\nOne\nTwo"},
+                          {"i", "One\nPhone\nTwo"}, {"ii0", "One\nTwo\nPhone"}};
+    for (const Case& c : cases) {
+        SqliteSidecarStore store;
+        SyncedDocEngine engine(store);
+        engine.applyFileChange("a.md", "One\nTwo");
+        std::vector<BlockRepair> repairs;
+        const std::string text =
+            engine.applyRemoteOps("", "a.md", {BlockOp::add(line("X", c.key, "Phone"))}, repairs);
+        EXPECT_EQ(text, c.text) << c.key;
+        ASSERT_EQ(repairs.size(), 1u) << c.key;
+        EXPECT_EQ(repairs[0].blockID, BlockID("X"));
+        EXPECT_EQ(repairs[0].field, "position");
+
+        // A line typed on each side of the phone's line.
+        std::string edited = text;
+        edited.replace(edited.find("Phone"), 5, "Before\nPhone\nAfter");
+        const auto result = engine.applyFileChange("a.md", edited);
+        EXPECT_EQ(engine.serialize("a.md"), edited) << c.key;
+        EXPECT_TRUE(result.repairs.empty()) << c.key;
+        expectOrderedKeys(store.loadBlocks("a.md"), c.key);
+    }
+}
+
+TEST_F(SyncedDocEngineTest, PhoneDeletingEveryBlockLeavesAnEmptyFileThatSendsNothingBack) {
+    const auto first = engine_.applyFileChange("a.md", "# Shop\n- [ ] Milk");
+    std::vector<BlockOp> deletes;
+    for (const Block& block : first.blocks) {
+        deletes.push_back(BlockOp::delete_(block.id));
+    }
+    EXPECT_EQ(engine_.applyRemoteOps("", "a.md", deletes), "");
+    EXPECT_EQ(kindsOf(engine_.applyFileChange("a.md", "").ops), Kinds{Kind::keep});
+    // The next line typed into the empty file goes out as usual (the empty line it replaces was
+    // never sent, so its delete finds nothing on the server).
+    EXPECT_EQ(kindsOf(engine_.applyFileChange("a.md", "Eggs").ops),
+              (Kinds{Kind::add, Kind::delete_}));
+}
+
+TEST_F(SyncedDocEngineTest, UnusableStoredKeysAreReplacedAndSentAsMoves) {
+    // As a sidecar of another build, or one written before keys were checked, may hold them.
+    store_.saveBlocks("a.md",
+                      {line("A", "0", "One"), line("C", "i0", "Three"), line("B", "i0", "Two")});
+    const auto result = engine_.applyFileChange("a.md", "One\nTwo\nNew\nThree");
+    EXPECT_EQ(kindsOf(result.ops), (Kinds{Kind::move, Kind::move, Kind::add, Kind::move}));
+    std::vector<std::string> repaired;
+    for (const BlockRepair& repair : result.repairs) {
+        repaired.push_back(repair.blockID.rawValue + " " + repair.detail);
+    }
+    EXPECT_EQ(repaired, (std::vector<std::string>{"A \"0\" ends in \"0\"; now \"i\"",
+                                                  "B \"i0\" ends in \"0\"; now \"ii\"",
+                                                  "C \"i0\" ends in \"0\"; now \"iii\""}));
+    expectOrderedKeys(store_.loadBlocks("a.md"), "stored");
+    EXPECT_EQ(kindsOf(engine_.applyFileChange("a.md", "One\nTwo\nNew\nThree").ops),
+              Kinds(4, Kind::keep));
+}
+
+TEST_F(SyncedDocEngineTest, OwnLongLineComingBackStaysWholeWhileAnotherIsCut) {
+    const std::string longLine(IncomingBlocks::kMaxFieldBytes + 10, 'x');
+    const auto first = engine_.applyFileChange("a.md", longLine + "\nShort");
+    std::vector<BlockRepair> repairs;
+    Block other = first.blocks[1];
+    other.text = longLine + "y";
+    const std::string text = engine_.applyRemoteOps(
+        "", "a.md", {BlockOp::edit(first.blocks[0]), BlockOp::edit(other)}, repairs);
+    EXPECT_EQ(text, longLine + "\n" + longLine.substr(0, IncomingBlocks::kMaxFieldBytes));
+    EXPECT_EQ(repairs, (std::vector<BlockRepair>{{.blockID = other.id,
+                                                  .field = "text",
+                                                  .detail = "cut from 65547 to 65536 bytes"}}));
 }
 
 using SyncedDocEngineDeathTest = SyncedDocEngineTest;
