@@ -20,6 +20,7 @@ packages=(
   qt6-multimedia-dev gstreamer1.0-plugins-good gstreamer1.0-plugins-bad
   pulseaudio pulseaudio-utils
   procps tmux
+  dbus-bin dbus-daemon dbus-session-bus-common
   pocketsphinx pocketsphinx-en-us ffmpeg espeak-ng
 )
 # Node.js and npm run the test servers. A machine that already has both (from any source) keeps

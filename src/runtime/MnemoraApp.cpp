@@ -1,6 +1,7 @@
 #include "runtime/MnemoraApp.h"
 
 #include "app/AppStateStore.h"
+#include "app/Brand.h"
 #include "app/ConfigService.h"
 #include "app/Log.h"
 #include "app/UserDefaults.h"
@@ -16,6 +17,9 @@
 #include "introspection/IntrospectionServer.h"
 #include "migration/MigrationGate.h"
 #include "migration/MigrationService.h"
+#include "periodclose/CloseStatusMirrorService.h"
+#include "periodclose/QuotaWatcher.h"
+#include "platform/FreedesktopNotificationService.h"
 #include "questions/QuestionService.h"
 #include "registry/DatabaseService.h"
 #include "runtime/AppDelegate.h"
@@ -37,7 +41,10 @@ MnemoraApp::MnemoraApp(QObject* parent)
     , dreamer_(new DreamerControl(this))
     , migration_(new MigrationService(this))
     , migrationGate_(new MigrationGate(*migration_, this))
-    , powerMonitor_(new PowerMonitor(this)) {
+    , powerMonitor_(new PowerMonitor(this))
+    , notifications_(new FreedesktopNotificationService(appDisplayName(), bundleIdentifier(),
+                                                        QDBusConnection::sessionBus(), this))
+    , quotaWatcher_(new QuotaWatcher(notifications_, this)) {
     // The application's flag mirrors the gate, for whoever asks the application.
     connect(migrationGate_, &MigrationGate::readyChanged, this,
             [this] { setMigrationReady(migrationGate_->ready()); });
@@ -68,6 +75,13 @@ QuestionService& MnemoraApp::questions() const {
 }
 ProcessingStore& MnemoraApp::processingStore() const {
     return services_->processing();
+}
+
+NotificationService& MnemoraApp::notifications() const {
+    return *notifications_;
+}
+CloseStatusMirrorService* MnemoraApp::closeStatusMirror() const {
+    return services_->closeStatusMirror();
 }
 
 MnemoraApp::~MnemoraApp() = default;
@@ -138,7 +152,8 @@ QCoro::Task<> MnemoraApp::refreshSeeds() {
     co_await sources;
 }
 
-// The services only the primary vault has: seeds, dreamer sessions, migrations and power.
+// The services only the primary vault has: seeds, dreamer sessions, migrations, power and the
+// watch on usage limits and cut-off closes.
 void MnemoraApp::addPrimarySteps(VaultServices::ExtraSteps& steps) {
     using Slot = VaultServices::Slot;
     steps.emplace(Slot::afterWiring,
@@ -173,18 +188,32 @@ void MnemoraApp::addPrimarySteps(VaultServices::ExtraSteps& steps) {
     steps.emplace(Slot::afterOpenQuestions,
                   VaultServices::now(QStringLiteral("power monitor"),
                                      [this] { powerMonitor_->start(&services_->daemon()); }));
+    steps.emplace(Slot::afterOpenQuestions,
+                  VaultServices::now(QStringLiteral("quota watcher"),
+                                     [this] { quotaWatcher_->start(&services_->daemon()); }));
     // First-run defaults from the daemon, once.
     steps.emplace(Slot::afterOpenQuestions,
                   StartupStep{QStringLiteral("first-run defaults"),
                               [this] { return applyFirstRunDefaults(); }});
     steps.emplace(Slot::afterOpenQuestions,
                   StartupStep{QStringLiteral("seeds"), [this] { return refreshSeeds(); }});
-    // Once the seeds are in: what keeps the vault in step with the phone.
-    steps.emplace(Slot::afterOpenQuestions,
-                  VaultServices::now(QStringLiteral("questions mirror"), [this] {
-                      services_->startQuestionsMirror(services_->config().vaultRoot(),
-                                                      IdentityScope::active());
-                  }));
+    // Last, the documents for the phone.
+    auto outcome = std::make_shared<QString>();
+    StartupStep companionSync = VaultServices::now(
+        QStringLiteral("companion sync"), [this, outcome] { *outcome = startCompanionSync(); });
+    companionSync.outcome = [outcome] { return *outcome; };
+    steps.emplace(Slot::afterOpenQuestions, std::move(companionSync));
+}
+
+// The documents for the phone, once a cloud container is there to carry them.
+QString MnemoraApp::startCompanionSync() {
+    if (!VaultServices::companionSyncAvailable()) {
+        return QStringLiteral("off, no record store is set up");
+    }
+    const QString vaultRoot = services_->config().vaultRoot();
+    services_->startQuestionsMirror(vaultRoot, IdentityScope::active(), QString());
+    services_->startCloseStatusMirror(vaultRoot, QString());
+    return QStringLiteral("questions and close status mirrors started");
 }
 
 QCoro::Task<> MnemoraApp::startUp() {

@@ -13,12 +13,16 @@
 namespace mnemora {
 
 class AppDelegate;
+class CloseStatusMirrorService;
 class DreamerControl;
+class FreedesktopNotificationService;
 class IntrospectionServer;
 class MigrationGate;
 class MigrationService;
+class NotificationService;
 class PowerMonitor;
 class PromptSeedService;
+class QuotaWatcher;
 class SkillSeedService;
 class SourceSeedService;
 class UserDefaults;
@@ -54,6 +58,10 @@ public:
     MigrationService& migration() const { return *migration_; }
     MigrationGate& migrationGate() const { return *migrationGate_; }
     PowerMonitor& powerMonitor() const { return *powerMonitor_; }
+    NotificationService& notifications() const;
+    QuotaWatcher& quotaWatcher() const { return *quotaWatcher_; }
+    // None until start-up has brought companion sync up.
+    CloseStatusMirrorService* closeStatusMirror() const;
     IntrospectionServer& introspection() const { return *introspection_; }
 
     bool migrationReady() const { return migrationReady_; }
@@ -82,6 +90,7 @@ private:
     QCoro::Task<> refreshSeeds();
     void addPrimarySteps(VaultServices::ExtraSteps& steps);
     void startIntrospection();
+    QString startCompanionSync();
 
     AppDelegate* appDelegate_ = nullptr;
     VaultServices* services_ = nullptr;
@@ -94,6 +103,8 @@ private:
     MigrationService* migration_ = nullptr;
     MigrationGate* migrationGate_ = nullptr;
     PowerMonitor* powerMonitor_ = nullptr;
+    FreedesktopNotificationService* notifications_ = nullptr;
+    QuotaWatcher* quotaWatcher_ = nullptr;
 
     bool migrationReady_ = false;
     bool started_ = false;

@@ -1,5 +1,6 @@
 #include "runtime/VaultRuntime.h"
 
+#include <QFile>
 #include <QFileInfo>
 #include <QPointer>
 
@@ -71,21 +72,30 @@ QCoro::Task<> VaultRuntime::start() {
     }
     starting_ = true;
     QPointer<VaultRuntime> self(this);
-    // A vault window runs the shared order and then its own companion sync: seeds, first-run
-    // defaults and the power and quota watchers serve the primary vault only.
-    VaultServices::ExtraSteps sync;
-    sync.emplace(VaultServices::Slot::afterOpenQuestions,
-                 VaultServices::now(QStringLiteral("questions mirror"), [this] {
-                     services_->startQuestionsMirror(vaultRoot_, mirrorScope_);
-                 }));
+    // A vault window runs the shared order alone: seeds, first-run defaults and the power and
+    // quota watchers serve the primary vault only.
     QCoro::Task<> steps =
-        VaultServices::run(services_->startupSteps(sync), this, [](const QString&) {});
+        VaultServices::run(services_->startupSteps({}), this, [](const QString&) {});
     co_await steps;
     if (!self) {
         co_return;
     }
     starting_ = false;
     setStarted(true);
+    startCompanionSync();
+}
+
+// A vault syncs with the phone only when the bundle has a cloud container and the vault has a
+// zone of its own there.
+void VaultRuntime::startCompanionSync() {
+    QFile zone(vaultRoot_ + QStringLiteral("/.mnemora/sync-zone"));
+    if (!VaultServices::companionSyncAvailable() || !zone.open(QIODevice::ReadOnly) ||
+        zone.readAll().trimmed().isEmpty()) {
+        return;
+    }
+    const QString label = QFileInfo(vaultRoot_).fileName();
+    services_->startQuestionsMirror(vaultRoot_, mirrorScope_, label);
+    services_->startCloseStatusMirror(vaultRoot_, label);
 }
 
 bool VaultRuntime::daemonIsRunning() const {
@@ -105,7 +115,8 @@ QCoro::Task<> VaultRuntime::reviveIfNeeded() {
 }
 
 void VaultRuntime::shutdown() {
-    services_->stopQuestionsMirror();
+    services_->dropQuestionsMirror();
+    services_->dropCloseStatusMirror();
     services_->daemonProcess().stopBlocking();
 }
 

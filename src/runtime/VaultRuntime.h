@@ -51,7 +51,7 @@ public:
     // Restarts the whole vault when its daemon is gone; asked before automation talks to it.
     QCoro::Task<> reviveIfNeeded();
 
-    // At quit: stops the mirror, then a daemon this process spawned; an adopted one is left
+    // At quit: stops the mirrors, then a daemon this process spawned; an adopted one is left
     // running.
     void shutdown();
 
@@ -60,6 +60,7 @@ signals:
 
 private:
     void setStarted(bool started);
+    void startCompanionSync();
     static QCoro::Task<> nothingToRevive();
 
     QString vaultRoot_;

@@ -1,5 +1,6 @@
 #include "runtime/VaultServices.h"
 
+#include <QDir>
 #include <QFileInfo>
 #include <QSettings>
 
@@ -8,15 +9,14 @@
 #include "app/Log.h"
 #include "app/UserDefaults.h"
 #include "app/VaultPaths.h"
-#include "cloud/RecordStoreSettings.h"
 #include "cloud/SyncedDocsContainer.h"
 #include "daemon/DaemonProcess.h"
 #include "daemon/DaemonService.h"
 #include "daemon/ProcessingStore.h"
+#include "periodclose/CloseStatusMirrorService.h"
 #include "questions/QuestionService.h"
 #include "questions/QuestionsDocMirrorService.h"
 #include "registry/DatabaseService.h"
-#include "sync/SyncLog.h"
 
 namespace mnemora {
 
@@ -53,31 +53,6 @@ VaultServices::VaultServices(const std::optional<QString>& vaultRoot, QObject* p
 
 VaultServices::~VaultServices() = default;
 
-bool VaultServices::companionSyncConfigured() {
-    const QSettings defaults(UserDefaults().filePath(), QSettings::IniFormat);
-    return SyncedDocsContainer::current(RecordStoreSettings::read(defaults)).has_value();
-}
-
-void VaultServices::startQuestionsMirror(const QString& vaultRoot, const IdentityScope& scope) {
-    if (!companionSyncConfigured()) {
-        return;
-    }
-    stopQuestionsMirror();
-    questionsMirror_ = new QuestionsDocMirrorService(
-        database_, questions_, daemon_, SyncLog(QFileInfo(vaultRoot).fileName()), this);
-    questionsMirror_->setMirrorScope(scope);
-    questionsMirror_->start(vaultRoot + QStringLiteral("/Notes"),
-                            vaultRoot + QStringLiteral("/Registry"));
-}
-
-void VaultServices::stopQuestionsMirror() {
-    if (questionsMirror_ != nullptr) {
-        questionsMirror_->stop();
-        delete questionsMirror_;
-        questionsMirror_ = nullptr;
-    }
-}
-
 WindowContext VaultServices::windowContext() const {
     WindowContext context;
     context.appState = appState_;
@@ -87,6 +62,39 @@ WindowContext VaultServices::windowContext() const {
     context.questionService = questions_;
     context.config = config_;
     return context;
+}
+
+bool VaultServices::companionSyncAvailable() {
+    const QSettings defaults(UserDefaults().filePath(), QSettings::IniFormat);
+    return SyncedDocsContainer::current(RecordStoreSettings::read(defaults)).has_value();
+}
+
+void VaultServices::startCloseStatusMirror(const QString& vaultRoot, const QString& logLabel) {
+    if (!closeStatusMirror_) {
+        closeStatusMirror_ =
+            new CloseStatusMirrorService(database_, daemon_, SyncLog(logLabel),
+                                         QDir(QDir::cleanPath(vaultRoot)).dirName(), this);
+    }
+    closeStatusMirror_->setFallbackBusiness(config_->activeIdentityDisplayName());
+    closeStatusMirror_->start(vaultRoot + QStringLiteral("/Notes"));
+}
+
+void VaultServices::dropCloseStatusMirror() {
+    delete std::exchange(closeStatusMirror_, nullptr);
+}
+
+void VaultServices::startQuestionsMirror(const QString& vaultRoot, const IdentityScope& scope,
+                                         const QString& logLabel) {
+    dropQuestionsMirror();
+    questionsMirror_ =
+        new QuestionsDocMirrorService(database_, questions_, daemon_, SyncLog(logLabel), this);
+    questionsMirror_->setMirrorScope(scope);
+    questionsMirror_->start(vaultRoot + QStringLiteral("/Notes"),
+                            vaultRoot + QStringLiteral("/Registry"));
+}
+
+void VaultServices::dropQuestionsMirror() {
+    delete std::exchange(questionsMirror_, nullptr);
 }
 
 StartupStep VaultServices::now(QString name, std::function<void()> action) {

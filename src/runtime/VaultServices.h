@@ -17,6 +17,7 @@
 namespace mnemora {
 
 class AppStateStore;
+class CloseStatusMirrorService;
 class ConfigService;
 class DaemonProcess;
 class DaemonService;
@@ -63,20 +64,26 @@ public:
     ProcessingStore& processing() const { return *processing_; }
     QuestionService& questions() const { return *questions_; }
 
-    // The mirror of the phone's inbox document; null until companion sync started it.
+    // True when the bundle has a cloud container to sync to, which needs a record store set up.
+    static bool companionSyncAvailable();
+
+    // The mirror of the close status for the phone; none until companion sync starts it.
+    CloseStatusMirrorService* closeStatusMirror() const { return closeStatusMirror_; }
+    // Builds the mirror when there is none, and starts it on `{vaultRoot}/Notes`, the vault's last
+    // path component as its display name; `logLabel` marks its log lines (empty for the primary).
+    void startCloseStatusMirror(const QString& vaultRoot, const QString& logLabel);
+    // Stops the mirror and drops it.
+    void dropCloseStatusMirror();
+
+    // The mirror of the phone's questions inbox; none until companion sync starts it.
     QuestionsDocMirrorService* questionsMirror() const { return questionsMirror_; }
-
-    // Whether this product syncs with a phone at all: a cloud container is known for the bundle
-    // and a record store is set up in the user's defaults.
-    static bool companionSyncConfigured();
-
-    // With companion sync on, builds the mirror over `{vault}/Notes` and `{vault}/Registry`,
-    // showing the questions of `scope`, and starts it with the usual 5 s interval; its log lines
-    // carry the vault's folder name. Replaces a mirror started before. Without sync it does
-    // nothing.
-    void startQuestionsMirror(const QString& vaultRoot, const IdentityScope& scope);
+    // Builds the mirror over `{vaultRoot}/Notes` and `{vaultRoot}/Registry`, showing the questions
+    // of `scope`, and starts it with its 5 s interval, replacing one started before; `logLabel`
+    // marks its log lines (empty for the primary).
+    void startQuestionsMirror(const QString& vaultRoot, const IdentityScope& scope,
+                              const QString& logLabel);
     // Cancels the mirror's loop and drops it.
-    void stopQuestionsMirror();
+    void dropQuestionsMirror();
 
     // What automation reads and drives of a window showing these services.
     WindowContext windowContext() const;
@@ -101,6 +108,7 @@ private:
     AppStateStore* appState_ = nullptr;
     ProcessingStore* processing_ = nullptr;
     QuestionService* questions_ = nullptr;
+    CloseStatusMirrorService* closeStatusMirror_ = nullptr;
     QuestionsDocMirrorService* questionsMirror_ = nullptr;
 };
 

@@ -12,8 +12,11 @@
 #include "app/AppStateStore.h"
 #include "app/ConfigService.h"
 #include "app/UserDefaults.h"
+#include "cloud/RecordStoreSettings.h"
 #include "introspection/IntrospectionServer.h"
 #include "migration/MigrationGate.h"
+#include "periodclose/CloseStatusMirrorService.h"
+#include "periodclose/QuotaWatcher.h"
 #include "platform/Processes.h"
 #include "questions/QuestionsDocMirrorService.h"
 #include "registry/DatabaseService.h"
@@ -38,9 +41,11 @@ TEST(MnemoraApp, StartUpRunsItsStepsInOrderAndRecordsFailuresInTheServices) {
     const QStringList steps = app.completedSteps();
     ASSERT_GE(steps.size(), 2);
     EXPECT_EQ(steps.first(), "configuration loaded");
-    EXPECT_EQ(steps.mid(steps.size() - 4),
-              QStringList({"power monitor", "first-run defaults", "seeds", "questions mirror"}));
-    // No record store is set up: nothing syncs with a phone, so there is no mirror.
+    EXPECT_EQ(steps.mid(steps.size() - 5),
+              QStringList({"power monitor", "quota watcher", "first-run defaults", "seeds",
+                           "companion sync: off, no record store is set up"}));
+    EXPECT_TRUE(app.quotaWatcher().isRunning());
+    EXPECT_EQ(app.closeStatusMirror(), nullptr);
     EXPECT_EQ(app.services().questionsMirror(), nullptr);
     // Automation is up before the daemon is waited for, and scripts find its port.
     const auto serverStep = steps.indexOf("introspection server");
@@ -60,6 +65,18 @@ TEST(MnemoraApp, StartUpRunsItsStepsInOrderAndRecordsFailuresInTheServices) {
     EXPECT_FALSE(app.database().isOpen());
     EXPECT_TRUE(app.database().lastError().isEmpty());
     EXPECT_TRUE(app.database().openQuestions().isEmpty());
+}
+
+TEST(MnemoraApp, WithARecordStoreTheCloseStatusMirrorRunsOnTheVaultsNotes) {
+    TestEnvironment env;
+    test::BundleOverride bundle("tallo.ai", "Tallo", "Tallo");
+    UserDefaults("tallo.ai").setString(RecordStoreSettings::urlKey, "https://couch.example/tallo");
+    MnemoraApp app;
+    test::runTask(app.startUp());
+    EXPECT_EQ(app.completedSteps().last(), "companion sync: close status mirror started");
+    ASSERT_NE(app.closeStatusMirror(), nullptr);
+    EXPECT_TRUE(app.closeStatusMirror()->isRunning());
+    EXPECT_EQ(app.closeStatusMirror()->notesRoot(), env.home() + "/Tallo/Notes");
 }
 
 TEST(MnemoraApp, AFinishedOnboardingStaysClosedAndTheDaemonIsAskedForDefaults) {

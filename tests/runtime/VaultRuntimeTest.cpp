@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <QFile>
-#include <QSettings>
 
 #include "app/AppStateStore.h"
 #include "app/ConfigService.h"
@@ -10,6 +9,7 @@
 #include "cloud/RecordStoreSettings.h"
 #include "daemon/DaemonProcess.h"
 #include "daemon/SupervisionFixture.h"
+#include "periodclose/CloseStatusMirrorService.h"
 #include "questions/QuestionsDocMirrorService.h"
 #include "registry/DatabaseService.h"
 #include "runtime/VaultManager.h"
@@ -165,11 +165,34 @@ TEST_F(VaultRuntimeTest, AVaultWindowAloneOpensThePrimaryWindowAfterItsGrace) {
     EXPECT_EQ(VaultWindowModel::primaryWindowTag(), "tallo.window.primary");
 }
 
-TEST_F(VaultRuntimeTest, WithCompanionSyncTheVaultMirrorsItsScopesQuestionsUntilShutdown) {
+TEST_F(VaultRuntimeTest, AVaultWithASyncZoneMirrorsItsCloseStatus) {
+    UserDefaults().setString(RecordStoreSettings::urlKey, "https://couch.example/books");
+    const QString zoned = makeVault("Books");
+    test::TestEnvironment::writeFile(zoned + "/.mnemora/sync-zone", "b2\n");
+    const QString plain = makeVault("Plain");
+    VaultRuntime& withZone = prepared(zoned);
+    VaultRuntime& withoutZone = prepared(plain);
+    test::runTask(withZone.start());
+    test::runTask(withoutZone.start());
+
+    EXPECT_EQ(withoutZone.services().closeStatusMirror(), nullptr);
+    CloseStatusMirrorService* mirror = withZone.services().closeStatusMirror();
+    ASSERT_NE(mirror, nullptr);
+    EXPECT_TRUE(mirror->isRunning());
+    EXPECT_EQ(mirror->notesRoot(), zoned + "/Notes");
+    SyncLog::flush();
+    EXPECT_TRUE(test::TestEnvironment::readFile(SyncLog::defaultFilePath())
+                    .contains(" [Books] [CloseStatusMirror] started\n"));
+
+    manager.shutdownAll();
+    EXPECT_EQ(withZone.services().closeStatusMirror(), nullptr);
+}
+
+TEST_F(VaultRuntimeTest, ASyncedVaultMirrorsItsScopesQuestionsUntilShutdown) {
+    UserDefaults().setString(RecordStoreSettings::urlKey, "http://127.0.0.1:9/mnemora");
     const QString vault = makeVault("Synced");
+    test::TestEnvironment::writeFile(vault + "/.mnemora/sync-zone", "s1\n");
     VaultRuntime& runtime = prepared(vault);
-    QSettings defaults(UserDefaults().filePath(), QSettings::IniFormat);
-    RecordStoreSettings{QUrl("http://127.0.0.1:9/mnemora"), {}}.write(defaults);
     test::RegistryIndex index(runtime.database().indexPath());
     for (const char* identity : {"me", "partner"}) {
         index.entity({{"entity_type", "question"},
@@ -182,8 +205,8 @@ TEST_F(VaultRuntimeTest, WithCompanionSyncTheVaultMirrorsItsScopesQuestionsUntil
     test::runTask(runtime.start());
     QuestionsDocMirrorService* mirror = runtime.services().questionsMirror();
     ASSERT_NE(mirror, nullptr);
-    EXPECT_EQ(mirror->notesRoot(), vault + "/Notes");
     EXPECT_EQ(mirror->registryRoot(), vault + "/Registry");
+    // The fake daemon writes the document where the mirror reads it.
     const QString inbox = vault + "/Notes/questions/inbox.md";
     ASSERT_TRUE(test::waitUntil([&] { return QFile::exists(inbox); }));
     EXPECT_EQ(test::TestEnvironment::readFile(inbox), "? open q-me - - - - - - :: Asked of me");
