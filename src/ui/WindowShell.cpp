@@ -7,7 +7,9 @@
 #include "migration/MigrationGate.h"
 #include "registry/DatabaseService.h"
 #include "runtime/VaultWindowModel.h"
+#include "setup/FirstRunView.h"
 #include "ui/CommandBarModel.h"
+#include "ui/FirstRunWiring.h"
 #include "ui/HomeModel.h"
 #include "ui/IntegrationsModel.h"
 #include "ui/KnowledgeModel.h"
@@ -75,6 +77,9 @@ WindowShell::WindowShell(const WindowServices& services, VaultWindowModel* vault
     , vaultWindow_(vaultWindow)
     , commandBar_(new CommandBarModel(services, this)) {
     buildScreens();
+    if (!vaultWindow) {
+        firstRun_ = FirstRunWiring::make(services, this);
+    }
     AppStateStore* state = services.appState;
     connect(state, &AppStateStore::selectionChanged, this, [this] {
         emit selectionChanged();
@@ -197,6 +202,10 @@ void WindowShell::setShowCommandBar(bool show) {
 
 QObject* WindowShell::migrationGate() const {
     return services_.migrationGate;
+}
+
+QObject* WindowShell::firstRunObject() const {
+    return firstRun_;
 }
 
 QObject* WindowShell::commandBarObject() const {

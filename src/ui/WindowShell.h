@@ -14,6 +14,7 @@
 namespace mnemora {
 
 class CommandBarModel;
+class FirstRunView;
 class ScreenModel;
 class VaultWindowModel;
 
@@ -38,6 +39,8 @@ class WindowShell : public QObject {
     Q_PROPERTY(QObject* commandBar READ commandBarObject CONSTANT)
     // The primary window's migration gate; null in a vault window.
     Q_PROPERTY(QObject* migrationGate READ migrationGate CONSTANT)
+    // The primary window's first run; null in a vault window.
+    Q_PROPERTY(QObject* firstRun READ firstRunObject CONSTANT)
 
 public:
     // `vaultWindow` is the vault window's start-up model; none for the primary window.
@@ -65,6 +68,8 @@ public:
     CommandBarModel& commandBar() const { return *commandBar_; }
     QObject* commandBarObject() const;
     QObject* migrationGate() const;
+    FirstRunView* firstRun() const { return firstRun_; }
+    QObject* firstRunObject() const;
 
     // Serves the requests made before anyone listened; called once the owner is connected.
     void servePending();
@@ -97,6 +102,7 @@ private:
     QPointer<VaultWindowModel> vaultWindow_;
     CommandBarModel* commandBar_ = nullptr;
     QMap<SidebarItem, ScreenModel*> screens_;
+    FirstRunView* firstRun_ = nullptr;
 };
 
 } // namespace mnemora

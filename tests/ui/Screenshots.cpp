@@ -58,6 +58,7 @@ bool save(const QImage& image, const QString& path) {
 }
 
 bool shootAnswerPhases(test::UiFixture& fixture, const QString& folder, const QString& prefix);
+bool shootFirstRun(test::UiFixture& fixture, const QString& folder, const QString& prefix);
 
 bool shoot(Brand brand, bool populated, const QString& folder, const QString& prefix) {
     test::UiFixture fixture(brand, populated);
@@ -89,7 +90,25 @@ bool shoot(Brand brand, bool populated, const QString& folder, const QString& pr
         return false;
     }
     fixture.shell().setShowCommandBar(false);
-    return shootAnswerPhases(fixture, folder, prefix);
+    // The answer field's phases are shot on Home, which the transcription brand has not.
+    const bool hasHome = BrandProfile::sidebarItems(mnemora::brand()).contains(SidebarItem::home);
+    return shootFirstRun(fixture, folder, prefix) &&
+           (!hasHome || shootAnswerPhases(fixture, folder, prefix));
+}
+
+// Each first-run screen in the inspection states automation puts it in.
+bool shootFirstRun(test::UiFixture& fixture, const QString& folder, const QString& prefix) {
+    const char* const states[] = {"screen-a",       "screen-b", "screen-b-spoken", "screen-b-fresh",
+                                  "screen-b-phone", "screen-c", "acceptance-card"};
+    bool ok = true;
+    for (const char* state : states) {
+        fixture.app().appState().setPendingOnboardingCommand(QString::fromLatin1(state));
+        QCoreApplication::processEvents();
+        ok = ok && save(fixture.grab(),
+                        QStringLiteral("%1/%2-first-run-%3.png").arg(folder, prefix, state));
+    }
+    fixture.app().appState().setPendingOnboardingCommand(QStringLiteral("finish"));
+    return ok;
 }
 
 // The answer field of Home's first card in each of its phases, driven through a fake microphone

@@ -114,6 +114,15 @@ ApplicationWindow {
         text: window.shell.openingText
     }
 
+    // The first run covers the window until it is through.
+    Loader {
+        anchors.fill: parent
+        active: window.shell.firstRun !== null && window.shell.firstRun.isPresented
+        sourceComponent: FirstRunScreen {
+            view: window.shell.firstRun
+        }
+    }
+
     CommandBar {
         shell: window.shell
     }
