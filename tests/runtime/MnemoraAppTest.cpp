@@ -67,16 +67,23 @@ TEST(MnemoraApp, StartUpRunsItsStepsInOrderAndRecordsFailuresInTheServices) {
     EXPECT_TRUE(app.database().openQuestions().isEmpty());
 }
 
-TEST(MnemoraApp, WithARecordStoreTheCloseStatusMirrorRunsOnTheVaultsNotes) {
+TEST(MnemoraApp, WithARecordStoreBothMirrorsRunOnTheVault) {
     TestEnvironment env;
     test::BundleOverride bundle("tallo.ai", "Tallo", "Tallo");
     UserDefaults("tallo.ai").setString(RecordStoreSettings::urlKey, "https://couch.example/tallo");
     MnemoraApp app;
     test::runTask(app.startUp());
-    EXPECT_EQ(app.completedSteps().last(), "companion sync: close status mirror started");
+    EXPECT_EQ(app.completedSteps().last(),
+              "companion sync: questions and close status mirrors started");
     ASSERT_NE(app.closeStatusMirror(), nullptr);
     EXPECT_TRUE(app.closeStatusMirror()->isRunning());
     EXPECT_EQ(app.closeStatusMirror()->notesRoot(), env.home() + "/Tallo/Notes");
+    const QuestionsDocMirrorService* questions = app.services().questionsMirror();
+    ASSERT_NE(questions, nullptr);
+    EXPECT_TRUE(questions->isRunning());
+    EXPECT_EQ(questions->notesRoot(), env.home() + "/Tallo/Notes");
+    EXPECT_EQ(questions->registryRoot(), env.home() + "/Tallo/Registry");
+    EXPECT_EQ(questions->mirrorScope(), IdentityScope::active());
 }
 
 TEST(MnemoraApp, AFinishedOnboardingStaysClosedAndTheDaemonIsAskedForDefaults) {
