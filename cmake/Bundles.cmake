@@ -1,6 +1,6 @@
 # The three products are one executable in three bundle folders; only Info.json tells them
 # apart. Each bundle: {Folder}/{executable}, {Folder}/Info.json, {Folder}/Resources/, and what a
-# desktop needs to list it: {identifier}.desktop, its icon and its AppStream metadata.
+# desktop needs to list it: {desktop id}.desktop, its icon and its AppStream metadata.
 set(MNEMORA_BUNDLES_DIR ${CMAKE_BINARY_DIR}/bundles)
 set(MNEMORA_BUNDLE_LIST
   "Mnemora|mnemora|ai.mnemora"
@@ -8,7 +8,12 @@ set(MNEMORA_BUNDLE_LIST
   "Tallo|tallo|tallo.ai"
 )
 
-# What each product says of itself to the desktop and to software centres.
+# What each product says of itself to the desktop and to software centres. The desktop id names
+# the desktop entry, the installed icon and the AppStream component: desktops and software centres
+# want a reverse domain name of three parts there, which the two-part bundle identifiers are not.
+set(PRODUCT_DESKTOP_ID_mnemora "ai.mnemora.Mnemora")
+set(PRODUCT_DESKTOP_ID_voxlet "let.vox.Voxlet")
+set(PRODUCT_DESKTOP_ID_tallo "ai.tallo.Tallo")
 set(PRODUCT_GENERIC_mnemora "Life Archive")
 set(PRODUCT_SUMMARY_mnemora "A private archive of your life, kept on this computer")
 set(PRODUCT_DESCRIPTION_mnemora "Mnemora indexes your photos, voice memos and notes into a private archive on this computer, and background AI sessions write the story of your life from it, asking you when only you can know.")
@@ -17,7 +22,7 @@ set(PRODUCT_MAIN_CATEGORY_mnemora "Utility")
 set(PRODUCT_GENERIC_voxlet "Voice to Text")
 set(PRODUCT_SUMMARY_voxlet "Turn voice recordings into text on this computer")
 set(PRODUCT_DESCRIPTION_voxlet "Voxlet transcribes your voice memos and recordings locally, so your words never leave this computer, and keeps every transcript at hand.")
-set(PRODUCT_CATEGORIES_voxlet "AudioVideo;Audio;Utility;")
+set(PRODUCT_CATEGORIES_voxlet "AudioVideo;Audio;")
 set(PRODUCT_MAIN_CATEGORY_voxlet "AudioVideo")
 set(PRODUCT_GENERIC_tallo "Bookkeeping")
 set(PRODUCT_SUMMARY_tallo "Your bookkeeping for each period, ready for your accountant")
@@ -35,6 +40,7 @@ foreach(entry ${MNEMORA_BUNDLE_LIST})
   file(MAKE_DIRECTORY ${folder}/Resources)
   file(WRITE ${folder}/Info.json
 "{
+    \"desktopEntry\": \"${PRODUCT_DESKTOP_ID_${executable_name}}\",
     \"displayName\": \"${bundle_name}\",
     \"identifier\": \"${identifier}\",
     \"name\": \"${bundle_name}\",
@@ -52,14 +58,15 @@ foreach(entry ${MNEMORA_BUNDLE_LIST})
   set(PRODUCT_EXECUTABLE ${executable_name})
   set(PRODUCT_EXEC ${folder}/${executable_name})
   set(PRODUCT_ICON ${folder}/Resources/${identifier}.svg)
-  foreach(key GENERIC SUMMARY DESCRIPTION CATEGORIES MAIN_CATEGORY)
+  foreach(key DESKTOP_ID GENERIC SUMMARY DESCRIPTION CATEGORIES MAIN_CATEGORY)
     set(PRODUCT_${key} "${PRODUCT_${key}_${executable_name}}")
   endforeach()
   configure_file(${CMAKE_SOURCE_DIR}/packaging/icons/${identifier}.svg
                  ${folder}/Resources/${identifier}.svg COPYONLY)
-  configure_file(${CMAKE_SOURCE_DIR}/packaging/app.desktop.in ${folder}/${identifier}.desktop @ONLY)
+  configure_file(${CMAKE_SOURCE_DIR}/packaging/app.desktop.in
+                 ${folder}/${PRODUCT_DESKTOP_ID}.desktop @ONLY)
   configure_file(${CMAKE_SOURCE_DIR}/packaging/app.metainfo.xml.in
-                 ${folder}/Resources/${identifier}.metainfo.xml @ONLY)
+                 ${folder}/Resources/${PRODUCT_DESKTOP_ID}.metainfo.xml @ONLY)
 
   # The daemon travels beside the application, which finds it by its "-daemon" ending.
   add_custom_command(

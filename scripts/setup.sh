@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Installs every Debian package that the build, the tests and the application need, and the
+# Installs every Debian package that the build, the tests, the application and its packaging
+# (dpkg-shlibdeps, icon rendering, desktop entry and AppStream validators) need, and the
 # test-only Node.js packages pinned under tools/ (PouchDB Server).
 # Idempotent: does nothing when all packages are present, and refreshes the package
 # lists only when something is missing. Works as root or through sudo.
@@ -21,6 +22,7 @@ packages=(
   pulseaudio pulseaudio-utils
   procps tmux
   dbus-bin dbus-daemon dbus-session-bus-common
+  dpkg-dev file librsvg2-bin desktop-file-utils appstream curl
   pocketsphinx pocketsphinx-en-us ffmpeg espeak-ng
 )
 # Node.js and npm run the test servers. A machine that already has both (from any source) keeps

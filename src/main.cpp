@@ -31,6 +31,10 @@ int main(int argc, char** argv) {
                 : std::make_unique<QCoreApplication>(argc, argv);
     QCoreApplication::setApplicationName(appDisplayName());
     QCoreApplication::setOrganizationDomain(bundleIdentifier());
+    if (windows) {
+        // Desktops match a window to its menu entry (icon, name, pinning) by this name.
+        QGuiApplication::setDesktopFileName(BundleInfo::main().desktopEntry);
+    }
 
     MnemoraApp app;
     TerminationSignals terminationSignals;

@@ -58,8 +58,11 @@ std::size_t Block::ContentKey::hash() const {
 }
 
 void sortByPosition(std::vector<Block>& blocks) {
-    std::stable_sort(blocks.begin(), blocks.end(),
-                     [](const Block& a, const Block& b) { return a.position < b.position; });
+    const auto byPosition = [](const Block& a, const Block& b) { return a.position < b.position; };
+    // Blocks mostly come in order already, and moving thousands of blocks about is not free.
+    if (!std::is_sorted(blocks.begin(), blocks.end(), byPosition)) {
+        std::stable_sort(blocks.begin(), blocks.end(), byPosition);
+    }
 }
 
 } // namespace mnemora::core

@@ -1,5 +1,6 @@
 #include "core/BlockDiffMatcher.h"
 
+#include "core/CommonSubsequence.h"
 #include "core/FractionalIndex.h"
 #include "core/Graphemes.h"
 
@@ -93,14 +94,42 @@ std::optional<std::vector<Block>> withDistinctPositions(const std::vector<Block>
     return repaired;
 }
 
-std::vector<std::size_t> contentHashes(const std::vector<Block>& blocks) {
-    std::vector<std::size_t> hashes;
-    hashes.reserve(blocks.size());
-    for (const Block& block : blocks) {
-        hashes.push_back(block.contentHash());
+// Numbers each distinct content once, so that the passes below compare two integers instead of
+// two blocks field by field. The hash settles almost every lookup; fields are compared on a hit,
+// and contents whose hashes collide are chained.
+class ContentClasses {
+public:
+    std::vector<int> of(const std::vector<Block>& blocks) {
+        std::vector<int> classes;
+        classes.reserve(blocks.size());
+        firstByHash_.reserve(firstByHash_.size() + blocks.size());
+        for (const Block& block : blocks) {
+            classes.push_back(classOf(block));
+        }
+        return classes;
     }
-    return hashes;
-}
+
+private:
+    int classOf(const Block& block) {
+        const int next = static_cast<int>(examples_.size());
+        const auto [first, inserted] = firstByHash_.try_emplace(block.contentHash(), next);
+        int* link = &first->second;
+        for (int known = *link; !inserted && known >= 0; known = *link) {
+            if (examples_[static_cast<std::size_t>(known)]->hasSameContent(block)) {
+                return known;
+            }
+            link = &sameHash_[static_cast<std::size_t>(known)];
+        }
+        *link = next;
+        examples_.push_back(&block);
+        sameHash_.push_back(-1);
+        return next;
+    }
+
+    std::unordered_map<std::size_t, int> firstByHash_;
+    std::vector<const Block*> examples_; // by class
+    std::vector<int> sameHash_;          // by class: the next class with the same hash, or -1
+};
 
 std::size_t at(int index) {
     return static_cast<std::size_t>(index);
@@ -111,22 +140,6 @@ bool isEdit(const Block& before, const Block& after) {
     return before.kind == after.kind &&
            (before.text == after.text || similarity(before.text, after.text) >= kMinSimilarity);
 }
-
-// Lengths of the longest common subsequence by content, filled from the end: cell (i, j) holds
-// it for the stored blocks from i on and the new blocks from j on.
-class SuffixTable {
-public:
-    SuffixTable(int n, int m)
-        : width_(at(m) + 1)
-        , cells_((at(n) + 1) * width_, 0) {}
-
-    int& operator()(int i, int j) { return cells_[at(i) * width_ + at(j)]; }
-    int operator()(int i, int j) const { return cells_[at(i) * width_ + at(j)]; }
-
-private:
-    std::size_t width_;
-    std::vector<int> cells_;
-};
 
 // The stretch between two consecutive anchors: the stored indices strictly between `oldAfter` and
 // `oldBefore`, and the new ones strictly between `newAfter` and `newBefore`.
@@ -142,120 +155,81 @@ struct Gap {
 class Matching {
 public:
     Matching(const std::vector<Block>& stored, const std::vector<Block>& previous,
-             const std::vector<Block>& newBlocks)
+             std::vector<Block>& newBlocks, std::vector<int> oldClasses,
+             std::vector<int> newClasses)
         : stored_(stored)
         , previous_(previous)
         , newBlocks_(newBlocks)
         , n_(static_cast<int>(previous.size()))
         , m_(static_cast<int>(newBlocks.size()))
-        , oldHashes_(contentHashes(previous))
-        , newHashes_(contentHashes(newBlocks))
+        , oldClasses_(std::move(oldClasses))
+        , newClasses_(std::move(newClasses))
         , matches_(newBlocks.size())
         , unmatched_(previous.size(), true) {}
 
     void matchAnchors();
     void matchMoves();
     void matchEdits();
-    std::vector<BlockOp> operations() const;
+    std::vector<BlockOp> operations(); // last: takes the new blocks
 
 private:
     const Block& oldAt(int i) const { return previous_[at(i)]; }
     const Block& newAt(int j) const { return newBlocks_[at(j)]; }
     bool isAnchor(int j) const { return matches_[at(j)] && matches_[at(j)]->isAnchor; }
 
-    // The hash settles almost every comparison; fields are compared only on a hit.
-    bool sameContent(int i, int j) const {
-        return oldHashes_[at(i)] == newHashes_[at(j)] && oldAt(i).hasSameContent(newAt(j));
-    }
-
     void record(int j, int i, bool isAnchor) {
         matches_[at(j)] = Match{.previousIndex = i, .isAnchor = isAnchor};
         unmatched_[at(i)] = false;
     }
 
-    SuffixTable commonSubsequence() const;
-    std::unordered_map<std::size_t, std::vector<int>> unmatchedByContent() const;
-    void takeSameContent(std::vector<int>& candidates, int j);
+    std::unordered_map<int, std::vector<int>> unmatchedByContent() const;
     std::vector<Gap> gaps() const;
     void pairEdits(const Gap& gap);
-    std::vector<std::optional<FractionalIndex>> nextAnchorPositions() const;
+    std::vector<int> nextAnchors() const;
     BlockOp operationFor(int j, Block block) const;
 
     const std::vector<Block>& stored_;
     const std::vector<Block>& previous_;
-    const std::vector<Block>& newBlocks_;
+    std::vector<Block>& newBlocks_;
     const int n_;
     const int m_;
-    const std::vector<std::size_t> oldHashes_;
-    const std::vector<std::size_t> newHashes_;
+    const std::vector<int> oldClasses_; // equal numbers, equal content
+    const std::vector<int> newClasses_;
     std::vector<std::optional<Match>> matches_; // by new index
     std::vector<bool> unmatched_;               // by old index
 };
 
-SuffixTable Matching::commonSubsequence() const {
-    SuffixTable t(n_, m_);
-    for (int i = n_ - 1; i >= 0; --i) {
-        for (int j = m_ - 1; j >= 0; --j) {
-            t(i, j) = sameContent(i, j) ? t(i + 1, j + 1) + 1 : std::max(t(i + 1, j), t(i, j + 1));
-        }
-    }
-    return t;
-}
-
-// Anchors: the longest common subsequence by content.
+// Anchors: the longest common subsequence by content, on a tie dropping the old block first.
 void Matching::matchAnchors() {
-    if (n_ == 0 || m_ == 0) {
-        return;
-    }
-    const SuffixTable t = commonSubsequence();
-    int i = 0;
-    int j = 0;
-    while (i < n_ && j < m_) {
-        if (sameContent(i, j)) {
-            record(j, i, true);
-            ++i;
-            ++j;
-        } else if (t(i + 1, j) < t(i, j + 1)) {
-            ++j;
-        } else {
-            ++i; // on a tie the old block is dropped first
-        }
+    for (const CommonSubsequence::Pair& pair :
+         CommonSubsequence::anchors(oldClasses_, newClasses_)) {
+        record(pair.newIndex, pair.oldIndex, true);
     }
 }
 
-std::unordered_map<std::size_t, std::vector<int>> Matching::unmatchedByContent() const {
-    std::unordered_map<std::size_t, std::vector<int>> byContent;
-    for (int i = 0; i < n_; ++i) {
+// Old indices of each content, ascending, reversed so that the first is taken off the back.
+std::unordered_map<int, std::vector<int>> Matching::unmatchedByContent() const {
+    std::unordered_map<int, std::vector<int>> byContent;
+    for (int i = n_ - 1; i >= 0; --i) {
         if (unmatched_[at(i)]) {
-            byContent[oldHashes_[at(i)]].push_back(i);
+            byContent[oldClasses_[at(i)]].push_back(i);
         }
     }
     return byContent;
 }
 
-// A list may mix contents whose hashes collide; the first entry of equal content is the one the
-// content key would have given.
-void Matching::takeSameContent(std::vector<int>& candidates, int j) {
-    const auto taken = std::find_if(candidates.begin(), candidates.end(),
-                                    [&](int i) { return oldAt(i).hasSameContent(newAt(j)); });
-    if (taken == candidates.end()) {
-        return;
-    }
-    record(j, *taken, false);
-    candidates.erase(taken);
-}
-
 // Moved blocks: the same content elsewhere. Old blocks of equal content are taken in ascending
 // order.
 void Matching::matchMoves() {
-    std::unordered_map<std::size_t, std::vector<int>> byContent = unmatchedByContent();
+    std::unordered_map<int, std::vector<int>> byContent = unmatchedByContent();
     for (int j = 0; j < m_; ++j) {
         if (matches_[at(j)]) {
             continue;
         }
-        const auto found = byContent.find(newHashes_[at(j)]);
-        if (found != byContent.end()) {
-            takeSameContent(found->second, j);
+        const auto found = byContent.find(newClasses_[at(j)]);
+        if (found != byContent.end() && !found->second.empty()) {
+            record(j, found->second.back(), false);
+            found->second.pop_back();
         }
     }
 }
@@ -306,13 +280,13 @@ void Matching::matchEdits() {
     }
 }
 
-// For each new index, the stored position of the first anchor at or after it.
-std::vector<std::optional<FractionalIndex>> Matching::nextAnchorPositions() const {
-    std::vector<std::optional<FractionalIndex>> nextAnchor(at(m_));
-    std::optional<FractionalIndex> nearest;
+// For each new index, the stored index of the first anchor at or after it, or -1.
+std::vector<int> Matching::nextAnchors() const {
+    std::vector<int> nextAnchor(at(m_));
+    int nearest = -1;
     for (int j = m_ - 1; j >= 0; --j) {
         if (isAnchor(j)) {
-            nearest = oldAt(matches_[at(j)]->previousIndex).position;
+            nearest = matches_[at(j)]->previousIndex;
         }
         nextAnchor[at(j)] = nearest;
     }
@@ -327,7 +301,7 @@ BlockOp Matching::operationFor(int j, Block block) const {
     }
     const Block& before = oldAt(match->previousIndex);
     block.id = before.id;
-    if (!block.hasSameContent(before)) {
+    if (oldClasses_[at(match->previousIndex)] != newClasses_[at(j)]) {
         return BlockOp::edit(std::move(block));
     }
     // A key handed out by the equal-keys guard is new, so compare with the stored key.
@@ -337,18 +311,50 @@ BlockOp Matching::operationFor(int j, Block block) const {
     return BlockOp::move(std::move(block));
 }
 
+// Keys for the `count` blocks after the last anchor, which have no neighbour after them. Placing
+// them one by one after their predecessor made each key a character longer than the one before,
+// so a file first seen at thousands of lines, or a long paste at its end, carried keys thousands
+// of characters long. They are spread evenly instead, behind the last anchor's key (a longer key
+// with that key as its prefix sorts after it), and keep the shortest width that holds them.
+std::vector<FractionalIndex> trailingKeys(const std::optional<FractionalIndex>& last, int count) {
+    std::vector<FractionalIndex> keys = FractionalIndex::evenlySpaced(count);
+    if (last) {
+        for (FractionalIndex& key : keys) {
+            key.key.insert(0, last->key);
+        }
+    }
+    return keys;
+}
+
 // Anchors keep their stored position; every other block is placed between its predecessor and
-// the next anchor. Stored blocks that nothing continues are deleted last, in stored order.
-std::vector<BlockOp> Matching::operations() const {
-    const std::vector<std::optional<FractionalIndex>> nextAnchor = nextAnchorPositions();
+// the next anchor, or spread out behind the last one. Stored blocks that nothing continues are
+// deleted last, in stored order.
+std::vector<BlockOp> Matching::operations() {
+    const std::vector<int> nextAnchor = nextAnchors();
+    int trailing = m_;
+    while (trailing > 0 && !isAnchor(trailing - 1)) {
+        --trailing;
+    }
     std::vector<BlockOp> ops;
-    ops.reserve(newBlocks_.size() + previous_.size());
+    ops.reserve(at(m_) +
+                at(static_cast<int>(std::count(unmatched_.begin(), unmatched_.end(), true))));
     std::optional<FractionalIndex> last;
-    for (int j = 0; j < m_; ++j) {
-        Block block = newAt(j);
-        block.position = isAnchor(j) ? oldAt(matches_[at(j)]->previousIndex).position
-                                     : FractionalIndex::between(last, nextAnchor[at(j)]);
+    for (int j = 0; j < trailing; ++j) {
+        Block block = std::move(newBlocks_[at(j)]);
+        if (isAnchor(j)) {
+            block.position = oldAt(matches_[at(j)]->previousIndex).position;
+        } else {
+            const int next = nextAnchor[at(j)];
+            block.position = FractionalIndex::between(
+                last, next < 0 ? std::nullopt : std::optional(oldAt(next).position));
+        }
         last = block.position;
+        ops.push_back(operationFor(j, std::move(block)));
+    }
+    std::vector<FractionalIndex> keys = trailingKeys(last, m_ - trailing);
+    for (int j = trailing; j < m_; ++j) {
+        Block block = std::move(newBlocks_[at(j)]);
+        block.position = std::move(keys[at(j - trailing)]);
         ops.push_back(operationFor(j, std::move(block)));
     }
     for (int i = 0; i < n_; ++i) {
@@ -376,8 +382,17 @@ double similarity(std::string_view a, std::string_view b) {
 static_assert(kBlockFieldCount - kBlockContentFieldCount == 2);
 
 std::vector<BlockOp> diff(const std::vector<Block>& stored, const std::vector<Block>& newBlocks) {
+    return diff(stored, std::vector<Block>(newBlocks));
+}
+
+std::vector<BlockOp> diff(const std::vector<Block>& stored, std::vector<Block>&& taken) {
+    std::vector<Block> newBlocks = std::move(taken); // freed here, not by the caller
     const std::optional<std::vector<Block>> repaired = withDistinctPositions(stored);
-    Matching matching(stored, repaired ? *repaired : stored, newBlocks);
+    const std::vector<Block>& previous = repaired ? *repaired : stored;
+    ContentClasses classes;
+    std::vector<int> oldClasses = classes.of(previous);
+    std::vector<int> newClasses = classes.of(newBlocks);
+    Matching matching(stored, previous, newBlocks, std::move(oldClasses), std::move(newClasses));
     matching.matchAnchors();
     matching.matchMoves();
     matching.matchEdits();

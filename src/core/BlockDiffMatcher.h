@@ -30,6 +30,8 @@ struct Match {
 // The result holds one operation per new block in document order, then one `delete_` per
 // stored block that nothing continues, in ascending stored order.
 std::vector<BlockOp> diff(const std::vector<Block>& previous, const std::vector<Block>& newBlocks);
+// The same, taking the new blocks over instead of copying them; they are gone on return.
+std::vector<BlockOp> diff(const std::vector<Block>& previous, std::vector<Block>&& newBlocks);
 
 // 2 * lcs / (count(a) + count(b)) over user-perceived characters (grapheme clusters), where lcs
 // is the length of their longest common subsequence; 0 when either text is empty. Bytes that

@@ -3,6 +3,7 @@
 #include "core/FatalError.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <ostream>
 #include <string_view>
 
@@ -131,16 +132,38 @@ FractionalIndex FractionalIndex::between(const std::optional<FractionalIndex>& l
     return midpoint(*lower, *upper);
 }
 
+// The keys used to grow by one character per line ("i", "ii", "iii", ...), so a file first seen at
+// thousands of lines carried megabytes of keys that every save rewrote and every comparison walked.
+// They are now spread evenly over the whole range at the shortest width that holds them: key k of
+// `count` is the w-digit fraction k / (count + 1), rounded down, with trailing zero digits dropped.
+// Keys already stored are never rewritten; only what is placed from now on is shorter.
 std::vector<FractionalIndex> FractionalIndex::evenlySpaced(int count) {
     std::vector<FractionalIndex> keys;
     if (count < 1) {
         return keys;
     }
+    // The smallest width at which count + 1 steps of at least one unit fit.
+    const auto slots = static_cast<std::uint64_t>(count) + 1;
+    std::size_t width = 1;
+    std::uint64_t span = kBase;
+    while (span < slots) {
+        span *= kBase;
+        ++width;
+    }
+    // k * span / slots without overflow: span = quotient * slots + remainder.
+    const std::uint64_t quotient = span / slots;
+    const std::uint64_t remainder = span % slots;
     keys.reserve(static_cast<std::size_t>(count));
-    std::string key;
-    for (int i = 0; i < count; ++i) {
-        key.push_back(kAlphabet[kMid]);
-        keys.emplace_back(key);
+    Digits digits(width);
+    for (std::uint64_t k = 1; k < slots; ++k) {
+        std::uint64_t value = k * quotient + k * remainder / slots;
+        for (std::size_t i = width; i-- > 0;) {
+            digits[i] = static_cast<int>(value % kBase);
+            value /= kBase;
+        }
+        Digits trimmed = digits;
+        trim(trimmed);
+        keys.emplace_back(writeDigits(trimmed));
     }
     return keys;
 }

@@ -31,8 +31,9 @@ public:
     static FractionalIndex between(const std::optional<FractionalIndex>& lower,
                                    const std::optional<FractionalIndex>& upper);
 
-    // Keys for a brand-new list of `count` items: "i", "ii", "iii", ... (empty below 1).
-    // The nth key has n characters; there is no rebalancing anywhere.
+    // Keys for a brand-new list of `count` items (empty below 1), ascending, spread evenly at the
+    // shortest width that holds them (about log36 of the count), none ending in "0": one item
+    // gets "i", three get "9", "i", "r". Stored keys are never rebalanced.
     static std::vector<FractionalIndex> evenlySpaced(int count);
 
     // Whether between() can always work with this key: it is not empty, uses only the alphabet

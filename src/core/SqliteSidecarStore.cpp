@@ -37,6 +37,7 @@ const std::string kAllColumns = joinedColumns();
 const std::string kLoadSql = "SELECT " + kAllColumns +
                              "\nFROM syncedDocBlocks\nWHERE zone = ? AND docPath = ?\n"
                              "ORDER BY position ASC";
+const std::string kCountSql = "SELECT count(*) FROM syncedDocBlocks WHERE zone = ? AND docPath = ?";
 const std::string kDeleteSql = "DELETE FROM syncedDocBlocks WHERE zone = ? AND docPath = ?";
 const std::string kAllDocsSql =
     "SELECT DISTINCT zone, docPath FROM syncedDocBlocks ORDER BY zone, docPath";
@@ -51,6 +52,10 @@ std::string insertSql() {
     return sql + ")";
 }
 const std::string kInsertSql = insertSql();
+const std::string kReplaceSql =
+    "INSERT OR REPLACE" + kInsertSql.substr(std::string("INSERT").size());
+const std::string kDeleteRowSql =
+    "DELETE FROM syncedDocBlocks WHERE zone = ? AND docPath = ? AND blockID = ?";
 
 struct Migration {
     std::string_view name;
@@ -254,6 +259,14 @@ void run(SQLite::Database& db, const Migration& migration) {
     transaction.commit();
 }
 
+std::size_t rowCount(SQLite::Database& db, const std::string& zone, const std::string& docPath) {
+    SQLite::Statement count(db, kCountSql);
+    count.bindNoCopy(1, zone);
+    count.bindNoCopy(2, docPath);
+    count.executeStep();
+    return static_cast<std::size_t>(count.getColumn(0).getInt64());
+}
+
 // The first problem SQLite finds on reading every page of the file; empty when there is none. A
 // damaged page would otherwise show only when a save reaches it, and then at every save.
 std::string firstDamage(SQLite::Database& db) {
@@ -352,6 +365,9 @@ std::vector<Block> SqliteSidecarStore::loadBlocks(const std::string& zone,
         query.bindNoCopy(1, zone);
         query.bindNoCopy(2, docPath);
         std::vector<Block> blocks;
+        // A block is large; growing the list by doubling would hold one and a half copies of a
+        // long document at once.
+        blocks.reserve(rowCount(*db_, zone, docPath));
         while (query.executeStep()) {
             blocks.push_back(readRow(query, 0));
         }
@@ -374,6 +390,36 @@ void SqliteSidecarStore::saveBlocks(const std::string& zone, const std::string& 
             bindRow(insert, zone, docPath, block);
             insert.exec();
             insert.reset();
+        }
+        transaction.commit();
+    } catch (const SQLite::Exception& e) {
+        throw Error("Could not save " + describeDoc(zone, docPath) +
+                    " in the sidecar store: " + e.what());
+    }
+}
+
+void SqliteSidecarStore::saveChanges(const std::string& zone, const std::string& docPath,
+                                     const std::vector<BlockOp>& changes) {
+    const std::lock_guard lock(mutex_);
+    try {
+        SQLite::Transaction transaction(*db_, SQLite::TransactionBehavior::IMMEDIATE);
+        SQLite::Statement replace(*db_, kReplaceSql);
+        SQLite::Statement remove(*db_, kDeleteRowSql);
+        for (const BlockOp& op : changes) {
+            if (op.kind() == BlockOp::Kind::keep) {
+                continue; // the stored row is this block already
+            }
+            if (const Block* block = op.blockIfAny()) {
+                bindRow(replace, zone, docPath, *block);
+                replace.exec();
+                replace.reset();
+                continue;
+            }
+            remove.bindNoCopy(1, zone);
+            remove.bindNoCopy(2, docPath);
+            remove.bindNoCopy(3, op.id().rawValue);
+            remove.exec();
+            remove.reset();
         }
         transaction.commit();
     } catch (const SQLite::Exception& e) {

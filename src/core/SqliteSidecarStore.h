@@ -36,10 +36,13 @@ public:
     using SyncedDocSidecarStore::deleteDoc;
     using SyncedDocSidecarStore::loadBlocks;
     using SyncedDocSidecarStore::saveBlocks;
+    using SyncedDocSidecarStore::saveChanges;
 
     std::vector<Block> loadBlocks(const std::string& zone, const std::string& docPath) override;
     void saveBlocks(const std::string& zone, const std::string& docPath,
                     const std::vector<Block>& blocks) override;
+    void saveChanges(const std::string& zone, const std::string& docPath,
+                     const std::vector<BlockOp>& changes) override;
     void deleteDoc(const std::string& zone, const std::string& docPath) override;
     std::optional<FoundBlock> findBlock(const BlockID& blockID) override;
     std::vector<Document> allDocs() override;

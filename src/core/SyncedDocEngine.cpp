@@ -75,11 +75,13 @@ void sendRepairedKeys(std::vector<BlockOp>& ops, const std::vector<BlockRepair>&
 SyncedDocApplyResult SyncedDocEngine::applyFileChange(const std::string& docPath,
                                                       std::string_view contents) {
     SyncedDocApplyResult result;
-    std::vector<Block> previous = store_.loadBlocks(docPath);
-    IncomingBlocks::repairPositions(previous, result.repairs);
-
-    const std::vector<Block> parsed = MarkdownCodec::parse(contents, result.degradations);
-    result.ops = BlockDiffMatcher::diff(previous, parsed);
+    {
+        // A long document is held several times over here; each copy goes as soon as it can.
+        std::vector<Block> previous = store_.loadBlocks(docPath);
+        IncomingBlocks::repairPositions(previous, result.repairs);
+        result.ops =
+            BlockDiffMatcher::diff(previous, MarkdownCodec::parse(contents, result.degradations));
+    }
     sendRepairedKeys(result.ops, result.repairs);
 
     result.blocks.reserve(result.ops.size());
@@ -90,7 +92,7 @@ SyncedDocApplyResult SyncedDocEngine::applyFileChange(const std::string& docPath
     }
     sortByPosition(result.blocks);
 
-    store_.saveBlocks(docPath, result.blocks);
+    store_.saveChanges(docPath, result.ops);
     return result;
 }
 

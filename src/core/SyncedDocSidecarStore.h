@@ -2,6 +2,7 @@
 
 #include "core/Block.h"
 #include "core/BlockID.h"
+#include "core/BlockOp.h"
 
 #include <optional>
 #include <stdexcept>
@@ -48,6 +49,14 @@ public:
     virtual void saveBlocks(const std::string& zone, const std::string& docPath,
                             const std::vector<Block>& blocks) = 0;
 
+    // Saves the document that `changes` make of the stored one, all or nothing, with the same
+    // result as `saveBlocks` of the whole document. `changes` hold one operation per block of the
+    // new document and a `delete_` per stored block that is gone, as the matcher gives them
+    // against what is stored now. A store that can write single rows writes only the rows added,
+    // edited, moved or removed, so that one edit of a long document costs one row, not all of them.
+    virtual void saveChanges(const std::string& zone, const std::string& docPath,
+                             const std::vector<BlockOp>& changes);
+
     // Removes the document's blocks; an unknown document is no error.
     virtual void deleteDoc(const std::string& zone, const std::string& docPath) = 0;
 
@@ -62,6 +71,9 @@ public:
         saveBlocks("", docPath, blocks);
     }
     void deleteDoc(const std::string& docPath) { deleteDoc("", docPath); }
+    void saveChanges(const std::string& docPath, const std::vector<BlockOp>& changes) {
+        saveChanges("", docPath, changes);
+    }
 
 protected:
     SyncedDocSidecarStore() = default;

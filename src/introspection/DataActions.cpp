@@ -88,16 +88,37 @@ HttpResponse updateConfig(const ActionCall& call, const Target& target) {
     return ActionCall::ok({{QStringLiteral("updated"), QJsonArray::fromStringList(object.keys())}});
 }
 
-HttpResponse syncZones(const ActionCall& call) {
+QCoro::Task<HttpResponse> syncZones(ActionCall call) {
     const QString command = call.string("command").value_or(QString());
     if (command != QLatin1String("list") && command != QLatin1String("forget")) {
-        return ActionCall::expect(QStringLiteral("expect {command: 'list'|'forget'}"));
+        co_return ActionCall::expect(QStringLiteral("expect {command: 'list'|'forget'}"));
     }
-    if (command == QLatin1String("forget") && !call.string("scope")) {
-        return ActionCall::expect(QStringLiteral("expect {command:'forget', scope}"));
+    const std::optional<QString> scope = call.string("scope");
+    if (command == QLatin1String("forget") && !scope) {
+        co_return ActionCall::expect(QStringLiteral("expect {command:'forget', scope}"));
     }
-    // This build carries no cloud record store, so there are no zones to list or forget.
-    return ActionCall::notAttached("record store");
+    const IntrospectionServer::Hooks hooks = call.server->hooks();
+    if (command == QLatin1String("list")) {
+        if (!hooks.listSyncZones) {
+            co_return ActionCall::notAttached("record store");
+        }
+        QCoro::Task<Expected<QJsonArray>> listing = hooks.listSyncZones();
+        const Expected<QJsonArray> zones = co_await listing;
+        if (!zones.ok()) {
+            co_return HttpResponse::error(500, zones.error());
+        }
+        co_return ActionCall::ok({{QStringLiteral("zones"), zones.value()}});
+    }
+    if (!hooks.forgetSyncZones) {
+        co_return ActionCall::notAttached("record store");
+    }
+    QCoro::Task<Expected<QStringList>> forgetting = hooks.forgetSyncZones(*scope);
+    const Expected<QStringList> deleted = co_await forgetting;
+    if (!deleted.ok()) {
+        co_return HttpResponse::error(500, deleted.error());
+    }
+    co_return ActionCall::ok(
+        {{QStringLiteral("deleted"), QJsonArray::fromStringList(deleted.value())}});
 }
 
 HttpResponse resyncVault(const ActionCall& call) {
@@ -175,7 +196,8 @@ QCoro::Task<HttpResponse> refreshQuestions(QPointer<DatabaseService> database) {
 
 QCoro::Task<std::optional<HttpResponse>> runDataAction(QString word, ActionCall call) {
     if (word == QLatin1String("sync-zones")) {
-        co_return syncZones(call);
+        QCoro::Task<HttpResponse> zones = syncZones(call);
+        co_return co_await zones;
     }
     if (word == QLatin1String("resync-vault")) {
         co_return resyncVault(call);

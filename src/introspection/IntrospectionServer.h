@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QJsonArray>
 #include <QMap>
 #include <QObject>
 #include <QPointer>
@@ -42,6 +43,10 @@ public:
         std::function<Expected<QString>(const QString& slug, const QString& displayName)> openDemo;
         // Restarts a vault's sync from nothing; false when no vault is open at that path.
         std::function<bool(const QString& vaultPath)> restartBridge;
+        // The record store's zones of synced documents, each {name, scope}.
+        std::function<QCoro::Task<Expected<QJsonArray>>()> listSyncZones;
+        // Deletes the zones of one vault scope; the names deleted.
+        std::function<QCoro::Task<Expected<QStringList>>(const QString& scope)> forgetSyncZones;
     };
 
     explicit IntrospectionServer(QObject* parent = nullptr);

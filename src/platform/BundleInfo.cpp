@@ -48,6 +48,7 @@ BundleInfo BundleInfo::read(const QString& folder) {
     info.identifier = stringValue(object, "identifier");
     info.displayName = stringValue(object, "displayName");
     info.name = stringValue(object, "name");
+    info.desktopEntry = stringValue(object, "desktopEntry");
     return info;
 }
 

@@ -13,6 +13,9 @@ struct BundleInfo {
     QString identifier;  // "identifier"
     QString displayName; // "displayName"
     QString name;        // "name"
+    // "desktopEntry": the installed desktop entry's name, without ".desktop". Given a default so
+    // that brace initialisations naming only the values above stay complete.
+    QString desktopEntry = {};
 
     QString resourcesFolder() const;
     QString infoFilePath() const;

@@ -19,6 +19,9 @@ void AppDelegate::applicationWillTerminate() {
     }
     terminated_ = true;
     Log::line(QStringLiteral("AppDelegate"), QStringLiteral("application will terminate"));
+    if (syncedDocsBridge_) {
+        syncedDocsBridge_->stop();
+    }
     // A daemon we spawned goes with us; an adopted or external one outlives us by design.
     if (daemon_) {
         daemon_->stopBlocking();

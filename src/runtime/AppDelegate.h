@@ -4,6 +4,7 @@
 #include <QPointer>
 
 #include "daemon/DaemonProcess.h"
+#include "sync/SyncedDocsBridgeService.h"
 
 namespace mnemora {
 
@@ -29,12 +30,17 @@ public:
     DaemonProcess* daemon() const { return daemon_; }
     void setDaemon(DaemonProcess* daemon) { daemon_ = daemon; }
 
+    // The primary vault's sync bridge, stopped at termination so its state is kept.
+    SyncedDocsBridgeService* syncedDocsBridge() const { return syncedDocsBridge_; }
+    void setSyncedDocsBridge(SyncedDocsBridgeService* bridge) { syncedDocsBridge_ = bridge; }
+
 signals:
     void willTerminate();
 
 private:
     bool terminated_ = false;
     QPointer<DaemonProcess> daemon_;
+    QPointer<SyncedDocsBridgeService> syncedDocsBridge_;
 };
 
 } // namespace mnemora

@@ -23,9 +23,13 @@
 #include "questions/QuestionService.h"
 #include "registry/DatabaseService.h"
 #include "runtime/AppDelegate.h"
+#include "runtime/SyncedDocsStack.h"
 #include "runtime/VaultManager.h"
 #include "runtime/VaultServices.h"
 #include "runtime/VaultWindowModel.h"
+#include "sync/CompanionZoneMaintenance.h"
+#include "sync/SyncLog.h"
+#include "sync/SyncedDocsBridgeService.h"
 
 namespace mnemora {
 
@@ -53,6 +57,10 @@ MnemoraApp::MnemoraApp(QObject* parent)
         Log::line(QStringLiteral("MnemoraApp"),
                   QStringLiteral("daemon ") + services_->daemonProcess().mode().description());
     });
+}
+
+SyncedDocsBridgeService* MnemoraApp::syncedDocsBridge() const {
+    return services_->syncedDocsBridge();
 }
 
 DaemonService& MnemoraApp::daemonService() const {
@@ -124,7 +132,9 @@ void MnemoraApp::startIntrospection() {
          [](const QString& vaultPath) {
              VaultManager* vaults = VaultManager::existing();
              return vaults && vaults->hasRuntime(vaultPath) && vaults->restartBridge(vaultPath);
-         }});
+         },
+         [] { return listSyncZones(); },
+         [](const QString& scope) { return forgetSyncZones(scope); }});
     introspection_->attach(std::nullopt, services_->windowContext());
     introspection_->start();
 }
@@ -197,12 +207,52 @@ void MnemoraApp::addPrimarySteps(VaultServices::ExtraSteps& steps) {
                               [this] { return applyFirstRunDefaults(); }});
     steps.emplace(Slot::afterOpenQuestions,
                   StartupStep{QStringLiteral("seeds"), [this] { return refreshSeeds(); }});
+    // Once the seeds are in: the synced documents bridge of the primary vault (scope ""). The
+    // services that write synced documents start after it, so their first writes are seen.
+    steps.emplace(Slot::afterOpenQuestions,
+                  StartupStep{QStringLiteral("synced docs bridge"), [this] {
+                                  return services_->startSyncedDocs(services_->config().vaultRoot(),
+                                                                    QString(), SyncLog());
+                              }});
+    steps.emplace(Slot::afterOpenQuestions,
+                  VaultServices::now(QStringLiteral("synced docs bridge wired"), [this] {
+                      appDelegate_->setSyncedDocsBridge(services_->syncedDocsBridge());
+                  }));
     // Last, the documents for the phone.
     auto outcome = std::make_shared<QString>();
     StartupStep companionSync = VaultServices::now(
         QStringLiteral("companion sync"), [this, outcome] { *outcome = startCompanionSync(); });
     companionSync.outcome = [outcome] { return *outcome; };
     steps.emplace(Slot::afterOpenQuestions, std::move(companionSync));
+}
+
+QCoro::Task<Expected<QJsonArray>> MnemoraApp::listSyncZones() {
+    QCoro::Task<std::shared_ptr<RecordStore>> finding = SyncedDocsStack::configuredStore(SyncLog());
+    const std::shared_ptr<RecordStore> store = co_await finding;
+    QCoro::Task<Expected<QList<CompanionZoneMaintenance::Zone>>> listing =
+        CompanionZoneMaintenance::listZones(store,
+                                            core::SyncedDocCollectionConfig::launchDefaults());
+    const Expected<QList<CompanionZoneMaintenance::Zone>> zones = co_await listing;
+    if (!zones.ok()) {
+        co_return fail(zones.error());
+    }
+    QJsonArray list;
+    for (const CompanionZoneMaintenance::Zone& zone : zones.value()) {
+        list.append(QJsonObject{{QStringLiteral("name"), zone.name},
+                                {QStringLiteral("scope"), zone.scope}});
+    }
+    co_return list;
+}
+
+QCoro::Task<Expected<QStringList>> MnemoraApp::forgetSyncZones(QString scope) {
+    if (scope.isEmpty()) {
+        co_return fail(CompanionZoneMaintenance::refusedPrimaryScope);
+    }
+    QCoro::Task<std::shared_ptr<RecordStore>> finding = SyncedDocsStack::configuredStore(SyncLog());
+    const std::shared_ptr<RecordStore> store = co_await finding;
+    QCoro::Task<Expected<QStringList>> deleting = CompanionZoneMaintenance::deleteZones(
+        store, scope, core::SyncedDocCollectionConfig::launchDefaults());
+    co_return co_await deleting;
 }
 
 // The documents for the phone, once a cloud container is there to carry them.

@@ -6,8 +6,11 @@
 
 #include <QCoroTask>
 
+#include <QJsonArray>
+
 #include <memory>
 
+#include "platform/Expected.h"
 #include "runtime/VaultServices.h"
 
 namespace mnemora {
@@ -25,6 +28,7 @@ class PromptSeedService;
 class QuotaWatcher;
 class SkillSeedService;
 class SourceSeedService;
+class SyncedDocsBridgeService;
 class UserDefaults;
 
 // The composition root of the primary vault. It owns that vault's services for the life of the
@@ -63,6 +67,13 @@ public:
     // None until start-up has brought companion sync up.
     CloseStatusMirrorService* closeStatusMirror() const;
     IntrospectionServer& introspection() const { return *introspection_; }
+    // The primary vault's synced documents bridge, once start-up has built it.
+    SyncedDocsBridgeService* syncedDocsBridge() const;
+
+    // The record store's zones of synced documents with their vault scopes, as automation lists
+    // them; and the removal of one vault's zones (never the primary vault's).
+    static QCoro::Task<Expected<QJsonArray>> listSyncZones();
+    static QCoro::Task<Expected<QStringList>> forgetSyncZones(QString scope);
 
     bool migrationReady() const { return migrationReady_; }
     void setMigrationReady(bool ready);

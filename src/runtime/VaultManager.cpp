@@ -52,8 +52,12 @@ void VaultManager::shutdownAll() {
 }
 
 bool VaultManager::restartBridge(const QString& vaultPath) {
-    // No vault has a sync bridge yet; the answer says whether the vault is known.
-    return runtimes_.contains(vaultPath);
+    VaultRuntime* runtime = runtimes_.value(vaultPath);
+    if (runtime == nullptr) {
+        return false;
+    }
+    runtime->restartBridge();
+    return true;
 }
 
 DemoVault::Result VaultManager::makeDemoVault(const QString& slug, const QString& displayName) {

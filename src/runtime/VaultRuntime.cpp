@@ -6,9 +6,14 @@
 
 #include <QCoroSignal>
 
+#include "app/ConfigService.h"
 #include "app/Log.h"
+#include "app/UserDefaults.h"
 #include "daemon/DaemonProcess.h"
 #include "runtime/VaultServices.h"
+#include "sync/CompanionZoneMaintenance.h"
+#include "sync/SyncLog.h"
+#include "sync/SyncedDocsBridgeService.h"
 
 namespace mnemora {
 
@@ -80,9 +85,16 @@ QCoro::Task<> VaultRuntime::start() {
     if (!self) {
         co_return;
     }
+    // The close status mirror goes by the zone the vault had when it opened; the bridge then
+    // gives every vault a zone of its own.
+    self->startCompanionSync();
+    QCoro::Task<> bridge = self->startBridge();
+    co_await bridge;
+    if (!self) {
+        co_return;
+    }
     starting_ = false;
     setStarted(true);
-    startCompanionSync();
 }
 
 // A vault syncs with the phone only when the bundle has a cloud container and the vault has a
@@ -96,6 +108,33 @@ void VaultRuntime::startCompanionSync() {
     const QString label = QFileInfo(vaultRoot_).fileName();
     services_->startQuestionsMirror(vaultRoot_, mirrorScope_, label);
     services_->startCloseStatusMirror(vaultRoot_, label);
+}
+
+QString VaultRuntime::zoneScope() const {
+    // The primary vault's root, from the primary configuration as it is on disk now.
+    ConfigService primary;
+    primary.load();
+    return CompanionZoneMaintenance::vaultScope(vaultRoot_, primary.vaultRoot());
+}
+
+SyncedDocsBridgeService* VaultRuntime::syncedDocsBridge() const {
+    return services_->syncedDocsBridge();
+}
+
+QCoro::Task<> VaultRuntime::startBridge() {
+    const QString scope = zoneScope();
+    if (scope.isEmpty()) {
+        co_return;
+    }
+    QCoro::Task<> starting =
+        services_->startSyncedDocs(vaultRoot_, scope, SyncLog(QFileInfo(vaultRoot_).fileName()));
+    co_await starting;
+}
+
+void VaultRuntime::restartBridge() {
+    services_->stopSyncedDocs();
+    UserDefaults().remove(SyncedDocsBridgeService::engineStateKey(zoneScope()));
+    startBridge(); // runs on by itself; VaultServices guards its own state
 }
 
 bool VaultRuntime::daemonIsRunning() const {
@@ -115,6 +154,7 @@ QCoro::Task<> VaultRuntime::reviveIfNeeded() {
 }
 
 void VaultRuntime::shutdown() {
+    services_->stopSyncedDocs();
     services_->dropQuestionsMirror();
     services_->dropCloseStatusMirror();
     services_->daemonProcess().stopBlocking();

@@ -51,9 +51,21 @@ public:
     // Restarts the whole vault when its daemon is gone; asked before automation talks to it.
     QCoro::Task<> reviveIfNeeded();
 
-    // At quit: stops the mirrors, then a daemon this process spawned; an adopted one is left
-    // running.
+    // At quit: drops the sync bridge and the mirrors, then stops a daemon this process spawned
+    // and leaves an adopted one running.
     void shutdown();
+
+    // The vault's synced documents bridge; none until started, for the primary vault's folder
+    // (the primary bridge carries it), without a record store container, or when the sidecar
+    // cannot be opened.
+    SyncedDocsBridgeService* syncedDocsBridge() const;
+
+    // Starts the vault's bridge with the vault's own zone scope; nothing when one is there.
+    QCoro::Task<> startBridge();
+
+    // Drops the bridge and forgets the sync engine's state, then starts afresh: every block
+    // is sent again from the sidecar.
+    void restartBridge();
 
 signals:
     void startedChanged();
@@ -62,6 +74,7 @@ private:
     void setStarted(bool started);
     void startCompanionSync();
     static QCoro::Task<> nothingToRevive();
+    QString zoneScope() const;
 
     QString vaultRoot_;
     VaultServices* services_ = nullptr;

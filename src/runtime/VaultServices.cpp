@@ -5,10 +5,12 @@
 #include <QSettings>
 
 #include "app/AppStateStore.h"
+#include "app/Brand.h"
 #include "app/ConfigService.h"
 #include "app/Log.h"
 #include "app/UserDefaults.h"
 #include "app/VaultPaths.h"
+#include "cloud/RecordStore.h"
 #include "cloud/SyncedDocsContainer.h"
 #include "daemon/DaemonProcess.h"
 #include "daemon/DaemonService.h"
@@ -17,6 +19,9 @@
 #include "questions/QuestionService.h"
 #include "questions/QuestionsDocMirrorService.h"
 #include "registry/DatabaseService.h"
+#include "runtime/SyncedDocsStack.h"
+#include "sync/SyncLog.h"
+#include "sync/SyncedDocsBridgeService.h"
 
 namespace mnemora {
 
@@ -51,7 +56,41 @@ VaultServices::VaultServices(const std::optional<QString>& vaultRoot, QObject* p
     questions_ = new QuestionService(this);
 }
 
-VaultServices::~VaultServices() = default;
+VaultServices::~VaultServices() {
+    stopSyncedDocs();
+}
+
+SyncedDocsBridgeService* VaultServices::syncedDocsBridge() const {
+    return syncedDocs_ ? &syncedDocs_->bridge() : nullptr;
+}
+
+QCoro::Task<> VaultServices::startSyncedDocs(QString vaultRoot, QString zoneScope, SyncLog log) {
+    if (syncedDocs_ || syncedDocsStarting_ ||
+        !SyncedDocsContainer::identifier(bundleIdentifier())) {
+        co_return;
+    }
+    QPointer<VaultServices> self(this);
+    syncedDocsStarting_ = true;
+    QCoro::Task<std::shared_ptr<RecordStore>> finding = SyncedDocsStack::configuredStore(log);
+    std::shared_ptr<RecordStore> store = co_await finding;
+    if (!self) {
+        co_return;
+    }
+    self->syncedDocsStarting_ = false;
+    self->syncedDocs_ = SyncedDocsStack::open(zoneScope, self->daemon_, std::move(store), log);
+    if (self->syncedDocs_) {
+        self->syncedDocs_->bridge().start(vaultRoot + QStringLiteral("/Notes"));
+        emit self->syncedDocsBridgeChanged();
+    }
+}
+
+void VaultServices::stopSyncedDocs() {
+    if (syncedDocs_) {
+        syncedDocs_->bridge().stop();
+        syncedDocs_.reset();
+        emit syncedDocsBridgeChanged();
+    }
+}
 
 WindowContext VaultServices::windowContext() const {
     WindowContext context;

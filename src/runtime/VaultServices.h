@@ -11,6 +11,7 @@
 
 #include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -25,6 +26,9 @@ class DatabaseService;
 class ProcessingStore;
 class QuestionService;
 class QuestionsDocMirrorService;
+class SyncLog;
+class SyncedDocsBridgeService;
+class SyncedDocsStack;
 
 // One named step of a start-up. `run` returns the step's task; a step with nothing to await
 // returns a finished one. When `outcome` is set, the name that is reported once the step has run
@@ -64,6 +68,16 @@ public:
     ProcessingStore& processing() const { return *processing_; }
     QuestionService& questions() const { return *questions_; }
 
+    // The bridge of this vault's synced documents; null until started, and for good when the
+    // brand has no record store container or the sidecar cannot be opened.
+    SyncedDocsBridgeService* syncedDocsBridge() const;
+
+    // Builds and starts the bridge over `{vaultRoot}/Notes` with the vault's zone scope, the
+    // record store the settings name and the scope's sidecar. Does nothing when a bridge is
+    // there or being built.
+    QCoro::Task<> startSyncedDocs(QString vaultRoot, QString zoneScope, SyncLog log);
+    // Stops and drops the bridge, keeping the sync engine's state.
+    void stopSyncedDocs();
     // True when the bundle has a cloud container to sync to, which needs a record store set up.
     static bool companionSyncAvailable();
 
@@ -100,6 +114,9 @@ public:
     // A step with nothing to await.
     static StartupStep now(QString name, std::function<void()> action);
 
+signals:
+    void syncedDocsBridgeChanged();
+
 private:
     ConfigService* config_ = nullptr;
     DatabaseService* database_ = nullptr;
@@ -108,6 +125,8 @@ private:
     AppStateStore* appState_ = nullptr;
     ProcessingStore* processing_ = nullptr;
     QuestionService* questions_ = nullptr;
+    std::unique_ptr<SyncedDocsStack> syncedDocs_;
+    bool syncedDocsStarting_ = false;
     CloseStatusMirrorService* closeStatusMirror_ = nullptr;
     QuestionsDocMirrorService* questionsMirror_ = nullptr;
 };

@@ -17,6 +17,7 @@
 #include "ui/ProcessingModel.h"
 #include "ui/ScreenTexts.h"
 #include "ui/SourcesModel.h"
+#include "ui/TalloShellModel.h"
 #include "ui/TimelineModel.h"
 #include "ui/TranscribeModel.h"
 
@@ -27,7 +28,9 @@ namespace {
 QString screenFile(SidebarItem item) {
     switch (item) {
     case SidebarItem::home:
-        return QStringLiteral("HomeScreen.qml");
+        // Tallo's home is its books and periods, with the questions as one of their surfaces.
+        return brand() == Brand::tallo ? QStringLiteral("TalloShell.qml")
+                                       : QStringLiteral("HomeScreen.qml");
     case SidebarItem::lifeBook:
         return QStringLiteral("LifeBookScreen.qml");
     case SidebarItem::transcribe:
@@ -49,7 +52,8 @@ QString screenFile(SidebarItem item) {
 ScreenModel* makeScreen(SidebarItem item, const WindowServices& services, QObject* parent) {
     switch (item) {
     case SidebarItem::home:
-        return new HomeModel(services, parent);
+        return brand() == Brand::tallo ? new TalloShellModel(services, parent)
+                                       : new HomeModel(services, parent);
     case SidebarItem::lifeBook:
         return new LifeBookModel(services, parent);
     case SidebarItem::transcribe:

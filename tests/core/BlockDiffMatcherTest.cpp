@@ -66,7 +66,7 @@ TEST(BlockOpTest, CarriesTheIdentifierAlwaysAndTheBlockInAllButDelete) {
 
 TEST(BlockDiffMatcherTest, EmptySidesAndIdenticalLists) {
     EXPECT_EQ(diffTexts({}, {"# Groceries", "", "milk"}),
-              (Lines{"add n1 i # Groceries", "add n2 ii ", "add n3 iii milk"}));
+              (Lines{"add n1 9 # Groceries", "add n2 i ", "add n3 r milk"}));
     EXPECT_EQ(diffTexts({{"C", "a", "one"}, {"A", "b", "two"}, {"B", "c", "three"}}, {}),
               (Lines{"delete C", "delete A", "delete B"}));
     const std::vector<Block> previous{block("A", "i", "one"), block("B", "ii", "two")};
@@ -79,6 +79,17 @@ TEST(BlockDiffMatcherTest, InsertsArePlacedBetweenTheirNeighbours) {
               (Lines{"add n1 9 zero", "keep A i one", "keep B ii two"}));
     EXPECT_EQ(diffTexts({{"A", "a", "one"}, {"B", "b", "two"}}, {"one", "mid", "two", "end"}),
               (Lines{"keep A a one", "add n2 ai mid", "keep B b two", "add n4 bi end"}));
+}
+
+TEST(BlockDiffMatcherTest, BlocksAfterTheLastAnchorAreSpreadBehindIt) {
+    // One block after the last anchor is placed as before; a run of them no longer grows a
+    // character per block.
+    EXPECT_EQ(diffTexts({{"A", "a", "one"}, {"B", "b", "two"}}, {"one", "two", "x", "y", "z"}),
+              (Lines{"keep A a one", "keep B b two", "add n3 b9 x", "add n4 bi y", "add n5 br z"}));
+    // A moved block of the run is spread with the added ones.
+    EXPECT_EQ(diffTexts({{"A", "a", "one"}, {"B", "b", "buy milk"}, {"C", "c", "two"}},
+                        {"one", "two", "buy milk", "new"}),
+              (Lines{"keep A a one", "keep C c two", "move B cc buy milk", "add n4 co new"}));
 }
 
 TEST(BlockDiffMatcherTest, EditNeedsHalfTheCharactersInCommon) {

@@ -67,9 +67,9 @@ TEST(CloseStatusDocTest, BlocksCarryTheGeneratedTextAtFreshIdentifiers) {
     for (const Block& block : blocks) {
         texts.push_back(block.position.key + " " + block.text);
     }
-    EXPECT_EQ(texts, (std::vector<std::string>{"i Close \u00b7 2026-03 \u00b7 draft",
-                                               "ii Bank statement 3 of 5", "iii Receipts 12",
-                                               "iiii Report"}));
+    EXPECT_EQ(texts,
+              (std::vector<std::string>{"7 Close \u00b7 2026-03 \u00b7 draft",
+                                        "e Bank statement 3 of 5", "l Receipts 12", "s Report"}));
     EXPECT_EQ(blocks[0].kind, BlockKind::closeStatus);
     EXPECT_EQ(blocks[1].kind, BlockKind::deliverable);
     EXPECT_EQ(blocks[3].deliverableStatus, DeliverableStatus::pending);

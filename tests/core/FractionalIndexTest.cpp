@@ -95,11 +95,32 @@ TEST_F(FractionalIndexDeathTest, KeysLongerThanTheCapGetOneTryAtTheirOwnWidth) {
     EXPECT_DEATH(between(stem + "a", stem + "a0"), "no key of at most 199 digits between");
 }
 
-TEST(FractionalIndexEvenlySpaced, GrowsByOneCharacterPerKey) {
+TEST(FractionalIndexEvenlySpaced, SpreadsKeysAtTheShortestWidthThatHoldsThem) {
     EXPECT_TRUE(FI::evenlySpaced(0).empty());
     EXPECT_TRUE(FI::evenlySpaced(-4).empty());
-    EXPECT_EQ(FI::evenlySpaced(3), (std::vector<FI>{FI("i"), FI("ii"), FI("iii")}));
-    EXPECT_EQ(FI::evenlySpaced(300).back().key, std::string(300, 'i'));
+    EXPECT_EQ(FI::evenlySpaced(1), (std::vector<FI>{FI("i")}));
+    EXPECT_EQ(FI::evenlySpaced(3), (std::vector<FI>{FI("9"), FI("i"), FI("r")}));
+    // 35 keys fill every single digit; 36 need two, and a trailing zero digit is dropped.
+    EXPECT_EQ(FI::evenlySpaced(35).front().key + FI::evenlySpaced(35).back().key, "1z");
+    const std::vector<FI> two = FI::evenlySpaced(36);
+    EXPECT_EQ(two.front().key + " " + two[17].key + " " + two.back().key, "0z hi z");
+    // (count, widest key): about log36 of the count.
+    for (const auto& [count, width] :
+         std::vector<std::pair<int, std::size_t>>{{1295, 2}, {1296, 3}, {10000, 3}, {100000, 4}}) {
+        SCOPED_TRACE(count);
+        const std::vector<FI> keys = FI::evenlySpaced(count);
+        ASSERT_EQ(keys.size(), static_cast<std::size_t>(count));
+        EXPECT_TRUE(std::adjacent_find(keys.begin(), keys.end(), std::greater_equal<FI>()) ==
+                    keys.end())
+            << "strictly ascending";
+        EXPECT_EQ(
+            std::max_element(keys.begin(), keys.end(),
+                             [](const FI& a, const FI& b) { return a.key.size() < b.key.size(); })
+                ->key.size(),
+            width);
+        EXPECT_TRUE(std::none_of(keys.begin(), keys.end(),
+                                 [](const FI& key) { return key.key.back() == '0'; }));
+    }
 }
 
 TEST(FractionalIndexOrder, IsPlainByteOrderOfTheText) {

@@ -69,8 +69,8 @@ TEST(LedgerDocTest, BlocksOnePerRowRoundTrip) {
                                                          .ledgerOrigin = "your bank",
                                                          .ledgerAmount = "12.40",
                                                          .ledgerState = SyncedLedgerState::found}));
-    EXPECT_EQ(blocks[0].position, FractionalIndex("i"));
-    EXPECT_EQ(blocks[1].position, FractionalIndex("ii"));
+    EXPECT_EQ(blocks[0].position, FractionalIndex("c"));
+    EXPECT_EQ(blocks[1].position, FractionalIndex("o"));
     EXPECT_EQ(LedgerDoc::from(blocks), doc);
     EXPECT_TRUE(LedgerDoc{}.blocks().empty());
 }

@@ -54,7 +54,7 @@ TEST(MarkdownCodecFile, SplitsOnLineFeedsOnly) {
     for (const Block& block : blocks) {
         positions.push_back(block.position.key);
     }
-    EXPECT_EQ(positions, (std::vector<std::string>{"i", "ii", "iii", "iiii", "iiiii"}));
+    EXPECT_EQ(positions, (std::vector<std::string>{"6", "c", "i", "o", "u"}));
     EXPECT_NE(blocks[2].id, blocks[4].id);
 
     const std::vector<Block> empty = codec::parse("");

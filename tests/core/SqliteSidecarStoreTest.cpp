@@ -158,6 +158,60 @@ TEST_F(SqliteSidecarStoreTest, FailedSaveRollsBack) {
     EXPECT_EQ(store.loadBlocks("a.md"), std::vector<Block>{line("C", "i", "c")});
 }
 
+TEST_F(SqliteSidecarStoreTest, SavingChangesWritesWhatTheFullSaveWrites) {
+    SqliteSidecarStore store(path_);
+    const std::vector<Block> stored{line("A", "i", "one"), line("B", "ii", "two"),
+                                    line("C", "iii", "three"), line("D", "iiii", "four")};
+    Block edited = item("B", "ii", "two", true);
+    const std::vector<BlockOp> changes{
+        BlockOp::keep(stored[0]),       BlockOp::move(line("C", "i9", "three")),
+        BlockOp::edit(edited),          BlockOp::add(line("E", "iii", "five")),
+        BlockOp::delete_(BlockID("D")),
+    };
+    for (const std::string zone : {"", "z"}) {
+        store.saveBlocks(zone, "changed.md", stored);
+        store.saveChanges(zone, "changed.md", changes);
+    }
+    const std::vector<Block> expected{line("A", "i", "one"), line("C", "i9", "three"), edited,
+                                      line("E", "iii", "five")};
+    EXPECT_EQ(store.loadBlocks("changed.md"), expected);
+    EXPECT_EQ(store.loadBlocks("z", "changed.md"), expected);
+    SQLite::Database db(path_, SQLite::OPEN_READONLY);
+    EXPECT_EQ(column(db, "SELECT count(*) FROM syncedDocBlocks"), std::vector<std::string>{"8"});
+
+    // Removing every block removes the document.
+    store.saveChanges("changed.md",
+                      {BlockOp::delete_(BlockID("A")), BlockOp::delete_(BlockID("B")),
+                       BlockOp::delete_(BlockID("C")), BlockOp::delete_(BlockID("E"))});
+    EXPECT_EQ(store.allDocs(), (std::vector<Document>{{.zone = "z", .docPath = "changed.md"}}));
+}
+
+TEST(SyncedDocSidecarStoreTest, StoreWithoutRowWritesSavesTheWholeDocument) {
+    class WholeDocuments final : public SyncedDocSidecarStore {
+    public:
+        std::vector<Block> loadBlocks(const std::string&, const std::string&) override {
+            return {};
+        }
+        void saveBlocks(const std::string& zone, const std::string& docPath,
+                        const std::vector<Block>& blocks) override {
+            saved = zone + "/" + docPath;
+            for (const Block& block : blocks) {
+                saved += " " + block.id.rawValue;
+            }
+        }
+        void deleteDoc(const std::string&, const std::string&) override {}
+        std::optional<FoundBlock> findBlock(const BlockID&) override { return std::nullopt; }
+        std::vector<Document> allDocs() override { return {}; }
+
+        std::string saved;
+    };
+    WholeDocuments store;
+    store.saveChanges("a.md",
+                      {BlockOp::add(line("N", "iii", "new")), BlockOp::keep(line("K", "i", "k")),
+                       BlockOp::delete_(BlockID("D")), BlockOp::move(line("M", "ii", "m"))});
+    EXPECT_EQ(store.saved, "/a.md K M N");
+}
+
 TEST_F(SqliteSidecarStoreTest, UnknownWordsReadTolerantly) {
     { SqliteSidecarStore create(path_); }
     {

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -74,6 +76,38 @@ TEST_F(SyncedDocEngineTest, BrokenTypedLineIsKeptAsTextAndReported) {
     ASSERT_EQ(result.degradations.size(), 1u);
     EXPECT_EQ(result.degradations[0].claimedKind, BlockKind::deliverable);
     EXPECT_EQ(engine_.serialize("status/close.md"), text);
+}
+
+TEST_F(SyncedDocEngineTest, SavedChangesLeaveWhatAFullSaveLeaves) {
+    // Random edits of a growing file; beside it, each result saved whole under another path.
+    std::mt19937 rng(11);
+    const auto pick = [&](int top) { return std::uniform_int_distribution<int>(0, top)(rng); };
+    std::vector<std::string> lines{"# Week", "- [ ] Post", "Notes"};
+    for (int round = 0; round < 150; ++round) {
+        SCOPED_TRACE(round);
+        const auto at = lines.begin() + pick(static_cast<int>(lines.size()) - 1);
+        switch (pick(3)) {
+        case 0:
+            lines.insert(at, "Line " + std::to_string(round));
+            break;
+        case 1:
+            *at += "!";
+            break;
+        case 2:
+            std::rotate(lines.begin(), at, lines.end());
+            break;
+        default:
+            lines.push_back(lines.size() > 1 ? lines[1] : "again"); // duplicates too
+        }
+        std::string text;
+        for (const std::string& line : lines) {
+            text += (text.empty() ? "" : "\n") + line;
+        }
+        const auto result = engine_.applyFileChange("a.md", text);
+        store_.saveBlocks("whole.md", result.blocks);
+        ASSERT_EQ(store_.loadBlocks("a.md"), store_.loadBlocks("whole.md"));
+        ASSERT_EQ(engine_.serialize("a.md"), text);
+    }
 }
 
 // --- applyRemoteOps ----------------------------------------------------------------------------
@@ -177,9 +211,10 @@ TEST_F(SyncedDocEngineTest, HostileRemoteKeysAreReplacedSoLocalLinesFitBesideThe
         std::string key;
         std::string text; // what the file reads once the phone's block is in
     };
+    // "One" and "Two" are stored at "c" and "o".
     const Case cases[] = {{"0", "Phone\nOne\nTwo"}, {"i0", "One\nPhone\nTwo"},
                           {"", "Phone\nOne\nTwo"},  {"AB", "Phone\nOne\nTwo"},
-                          {"i", "One\nPhone\nTwo"}, {"ii0", "One\nTwo\nPhone"}};
+                          {"c", "One\nPhone\nTwo"}, {"o0", "One\nTwo\nPhone"}};
     for (const Case& c : cases) {
         SqliteSidecarStore store;
         SyncedDocEngine engine(store);

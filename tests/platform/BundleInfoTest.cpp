@@ -11,12 +11,14 @@ TEST(BundleInfo, ReadsTheInfoValuesOfABundleFolder) {
     const QString folder = env.root() + "/Tallo";
     TestEnvironment::writeFile(
         folder + "/Info.json",
-        R"({"identifier": "tallo.ai", "displayName": "", "name": "Tallo", "extra": 1})");
+        R"({"identifier": "tallo.ai", "displayName": "", "name": "Tallo", "extra": 1,
+            "desktopEntry": "ai.tallo.Tallo"})");
 
     const BundleInfo info = BundleInfo::read(folder);
     EXPECT_EQ(info.identifier, "tallo.ai");
     EXPECT_EQ(info.displayName, "");
     EXPECT_EQ(info.name, "Tallo");
+    EXPECT_EQ(info.desktopEntry, "ai.tallo.Tallo");
     EXPECT_EQ(info.resourcesFolder(), folder + "/Resources");
     EXPECT_TRUE(BundleInfo::isBundleFolder(folder));
 }

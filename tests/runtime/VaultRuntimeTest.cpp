@@ -18,6 +18,8 @@
 #include "support/EventLoop.h"
 #include "support/RegistryIndex.h"
 #include "support/StdoutCapture.h"
+#include "support/TestEnvironment.h"
+#include "sync/SyncedDocsBridgeService.h"
 
 using namespace mnemora;
 using namespace std::chrono_literals;
@@ -163,6 +165,29 @@ TEST_F(VaultRuntimeTest, AVaultWindowAloneOpensThePrimaryWindowAfterItsGrace) {
     runFor(100ms);
     EXPECT_FALSE(state.pendingOpenWindow().has_value());
     EXPECT_EQ(VaultWindowModel::primaryWindowTag(), "tallo.window.primary");
+}
+
+TEST_F(VaultRuntimeTest, RestartingTheBridgeForgetsTheEngineStateAndShutdownDropsIt) {
+    const QString vault = makeVault("Family Books");
+    VaultRuntime& runtime = manager.runtime(vault);
+    test::runTask(runtime.startBridge());
+    SyncedDocsBridgeService* first = runtime.syncedDocsBridge();
+    ASSERT_NE(first, nullptr);
+    const QString scope = first->zoneScope();
+    EXPECT_TRUE(scope.startsWith("Family-Books-")) << scope.toStdString();
+    EXPECT_EQ(test::TestEnvironment::readFile(vault + "/.mnemora/sync-zone"), scope.toUtf8());
+
+    UserDefaults defaults;
+    const QString key = "syncedDocs.engineState.v1." + scope;
+    defaults.setData(key, "{}");
+    EXPECT_FALSE(manager.restartBridge("/no/such/vault"));
+    ASSERT_TRUE(manager.restartBridge(vault));
+    EXPECT_FALSE(UserDefaults().dataValue(key).has_value());
+    ASSERT_TRUE(test::waitUntil([&] { return runtime.syncedDocsBridge() != nullptr; }));
+    EXPECT_EQ(runtime.syncedDocsBridge()->zoneScope(), scope);
+
+    manager.shutdownAll();
+    EXPECT_EQ(runtime.syncedDocsBridge(), nullptr);
 }
 
 TEST_F(VaultRuntimeTest, AVaultWithASyncZoneMirrorsItsCloseStatus) {

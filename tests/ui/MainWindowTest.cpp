@@ -99,10 +99,10 @@ TEST(MainWindow, TheDemoOpensInAVaultWindowOfItsOwn) {
     EXPECT_TRUE(waitUntil([&] { return window->objectName() == "tallo.window.vault:" + path; }));
     EXPECT_EQ(fixture.window().objectName(), "tallo.window.primary");
 
-    // Its own runtime comes up on its own daemon, and the window shows its own Home; the
-    // primary window still has no daemon.
+    // Its own runtime comes up on its own daemon, and the window shows its own books, nothing
+    // indexed yet; the primary window still has no daemon.
     EXPECT_TRUE(waitUntil([&] { return !findAccessible(*window, "Opening vault…"); }));
-    EXPECT_TRUE(findAccessible(*window, "Nothing needs you right now"));
+    EXPECT_TRUE(waitUntil([&] { return findAccessible(*window, "Nothing indexed yet"); }));
     EXPECT_TRUE(waitUntil([&] { return findAccessible(*window, "Daemon running"); }));
     EXPECT_TRUE(findAccessible(fixture.window(), "Tallo isn't running"));
     // Asking again brings back the same window.

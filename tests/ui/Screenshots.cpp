@@ -18,9 +18,13 @@
 
 #include "app/AppStateStore.h"
 #include "app/Brand.h"
+#include "periodclose/PeriodCloseStore.h"
 #include "runtime/MnemoraApp.h"
 #include "support/EventLoop.h"
+#include "ui/CloseRunModel.h"
+#include "ui/CloseSessionsModel.h"
 #include "ui/CommandBarModel.h"
+#include "ui/TalloShellModel.h"
 #include "ui/UiFixture.h"
 #include "ui/WindowShell.h"
 #include "voice/AnswerControlModel.h"
@@ -58,6 +62,7 @@ bool save(const QImage& image, const QString& path) {
 }
 
 bool shootAnswerPhases(test::UiFixture& fixture, const QString& folder, const QString& prefix);
+bool shootTalloSurfaces(test::UiFixture& fixture, const QString& folder, const QString& prefix);
 bool shootFirstRun(test::UiFixture& fixture, const QString& folder, const QString& prefix);
 
 bool shoot(Brand brand, bool populated, const QString& folder, const QString& prefix) {
@@ -73,6 +78,9 @@ bool shoot(Brand brand, bool populated, const QString& folder, const QString& pr
         if (!save(fixture.grab(), name)) {
             return false;
         }
+    }
+    if (brand == Brand::tallo && !shootTalloSurfaces(fixture, folder, prefix)) {
+        return false;
     }
     if (!populated) {
         return true;
@@ -184,6 +192,42 @@ bool shootAnswerPhases(test::UiFixture& fixture, const QString& folder, const QS
     control.holder()->press();
     control.holder()->release();
     return ok && shot("mic-off");
+}
+
+// Every surface of Tallo's window for the month in progress and the finished one before it.
+bool shootTalloSurfaces(test::UiFixture& fixture, const QString& folder, const QString& prefix) {
+    auto* shell = qobject_cast<TalloShellModel*>(&fixture.show(SidebarItem::home));
+    if (!shell) {
+        std::fprintf(stderr, "no Tallo shell on Home\n");
+        return false;
+    }
+    test::waitUntil([shell] { return !shell->period().isEmpty(); });
+    const QStringList periods =
+        shell->hasRuns() ? QStringList{shell->period(), "2026-09"} : QStringList{shell->period()};
+    for (const QString& period : periods) {
+        shell->goToPeriod(period);
+        test::waitUntil([shell, &period] {
+            const auto& run = shell->store().run();
+            return shell->period() == period &&
+                   (!shell->hasRuns() || (run && run->period == period));
+        });
+        test::waitUntil([shell] { return shell->sessions().known(); });
+        if (shell->hasRuns()) {
+            test::waitUntil([shell] { return !shell->attention().isEmpty(); });
+        }
+        for (const QVariant& surface : shell->surfaces()) {
+            const QString word = surface.toMap().value("word").toString();
+            shell->setSurface(word);
+            QCoreApplication::processEvents();
+            if (!save(fixture.grab(),
+                      QStringLiteral("%1/%2-tallo-%3-%4.png").arg(folder, prefix, period, word))) {
+                return false;
+            }
+        }
+    }
+    shell->goToPeriod(periods.first());
+    shell->setSurface("run");
+    return true;
 }
 
 Brand brandNamed(const QString& word) {

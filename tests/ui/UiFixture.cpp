@@ -136,6 +136,9 @@ void UiFixture::writeVault() {
     if (populated_) {
         TestEnvironment::writeFile(questionFile(kAskedSlug), kAskedFile);
         TestEnvironment::writeFile(questionFile(kDocSlug), kDocFile);
+        if (brand_ == Brand::tallo) {
+            writeBookkeeping();
+        }
     }
 }
 
@@ -219,6 +222,9 @@ void UiFixture::writeIndex() {
                 {"time_text", "Bookkeeping review with Maria"},
                 {"time_hours", 1.5},
                 {"time_log_name", "work.log"}});
+    if (brand_ == Brand::tallo) {
+        writeCloseIndex(index);
+    }
 }
 
 QByteArray UiFixture::statusBody() const {
@@ -257,13 +263,24 @@ HttpServer::Response UiFixture::answer(const HttpServer::Request& request) const
                                        QStringLiteral("/vault/Media/memo-2026-03-01.m4a")},
                                       {QStringLiteral("recent"), recent}}));
     }
+    if (path.startsWith("/period-close/")) {
+        return answerClose(request);
+    }
+    if (path == "/dreamer/sessions" && !sessionsLive) {
+        return HttpServer::json(R"({"sessions": [], "limits": {}})");
+    }
     if (path == "/dreamer/sessions") {
         const QString live = sessionNamePrefix(QStringLiteral("biographer"), brand_) +
                              QStringLiteral("20260302-0900");
         const QString limited =
             sessionNamePrefix(QStringLiteral("weekly"), brand_) + QStringLiteral("20260301-0700");
+        QJsonArray sessions{live, limited};
+        if (brand_ == Brand::tallo) {
+            sessions.prepend(sessionNamePrefix(QStringLiteral("period-close"), brand_) +
+                             QStringLiteral("20261101-0800"));
+        }
         return HttpServer::json(
-            json({{QStringLiteral("sessions"), QJsonArray{live, limited}},
+            json({{QStringLiteral("sessions"), sessions},
                   {QStringLiteral("limits"),
                    QJsonArray{QJsonObject{
                        {QStringLiteral("session"), limited},

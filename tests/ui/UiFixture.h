@@ -3,8 +3,10 @@
 #include <QAccessibleInterface>
 #include <QImage>
 #include <QList>
+#include <QObject>
 #include <QPointer>
 #include <QString>
+#include <QUrl>
 
 #include <memory>
 
@@ -24,6 +26,8 @@ class WindowShell;
 } // namespace mnemora
 
 namespace mnemora::test {
+
+class RegistryIndex;
 
 // The desktop shell of one brand over a private home: a vault with a real index and question
 // files, an in-process fake daemon that answers the routes the screens read and streams
@@ -55,6 +59,15 @@ public:
 
     // What the fake daemon answers to `migrations/status`.
     QByteArray migrationStatus = "{}";
+    // Whether the fake daemon has live agent sessions; without, a close marked running was cut
+    // off.
+    bool sessionsLive = true;
+
+    // Tallo's books: a finished September and an October in progress, with their period folders.
+    static const QString kBooks;
+    static const QString kBooksName;
+    static const QString kRecipient;
+    QString periodFolder(const QString& period) const;
 
     static const QString kAskedSlug; // a dreamer's question with suggested answers
     static const QString kDocSlug;   // the accountant's request for a document
@@ -63,6 +76,9 @@ public:
 private:
     void writeVault();
     void writeIndex();
+    void writeCloseIndex(RegistryIndex& index);
+    void writeBookkeeping();
+    HttpServer::Response answerClose(const HttpServer::Request& request) const;
     HttpServer::Response answer(const HttpServer::Request& request) const;
     QByteArray statusBody() const;
 
@@ -75,6 +91,24 @@ private:
     std::unique_ptr<MnemoraApp> app_;
     std::unique_ptr<DesktopShell> desktop_;
     QList<QPointer<FakeRecorder>> microphones_;
+};
+
+// Takes the links the application hands to the desktop for some schemes, in place of the
+// desktop's own handlers, while it lives.
+class UrlCatcher : public QObject {
+    Q_OBJECT
+
+public:
+    explicit UrlCatcher(QStringList schemes);
+    ~UrlCatcher() override;
+
+    QList<QUrl> urls;
+
+public slots:
+    void open(const QUrl& url) { urls << url; }
+
+private:
+    QStringList schemes_;
 };
 
 // The accessible element of `window` with this name, first in tree order; null when none.

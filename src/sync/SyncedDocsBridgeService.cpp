@@ -1,0 +1,690 @@
+#include "sync/SyncedDocsBridgeService.h"
+
+#include "app/Brand.h"
+#include "app/UserDefaults.h"
+#include "cloud/BlockOpPendingChange.h"
+#include "cloud/BlockRecordMapping.h"
+#include "cloud/FetchedRecordZoneChangesTranslator.h"
+#include "cloud/SyncedDocCollectionMapping.h"
+#include "cloud/SyncedDocDocumentMapping.h"
+#include "cloud/SyncedDocZone.h"
+#include "core/SyncedDocOptIn.h"
+#include "daemon/DaemonEndpoints.h"
+#include "platform/Paths.h"
+#include "sync/SyncedDocsFileWatcher.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <array>
+
+namespace mnemora {
+
+namespace {
+
+const QString kSource = QStringLiteral("[SyncedDocsBridgeService] ");
+const QString kDocPrefix = QStringLiteral("doc-");
+const QString kCollectionPrefix = QStringLiteral("collection-");
+const QString kAudioAsset = QStringLiteral("audioAsset");
+
+QString q(const std::string& text) {
+    return QString::fromStdString(text);
+}
+
+QCoro::Task<> nothing() {
+    co_return;
+}
+
+// "[\"edit\": 1, \"keep\": 999]": the operations of one change counted by their word.
+QString countOps(const std::vector<core::BlockOp>& ops) {
+    std::map<QString, int> counts;
+    for (const core::BlockOp& op : ops) {
+        ++counts[q(std::string(core::wireWord(op.kind())))];
+    }
+    QStringList parts;
+    for (const auto& [word, count] : counts) {
+        parts << QStringLiteral("\"%1\": %2").arg(word).arg(count);
+    }
+    return parts.isEmpty() ? QStringLiteral("[:]")
+                           : QLatin1Char('[') + parts.join(QStringLiteral(", ")) + QLatin1Char(']');
+}
+
+} // namespace
+
+SyncedDocsBridgeService::SyncedDocsBridgeService(
+    core::SyncedDocEngine& engine, QPointer<DaemonService> daemon,
+    std::shared_ptr<RecordStore> store, std::vector<core::SyncedDocCollectionConfig> collections,
+    QString zoneScope, SyncLog log, QObject* parent)
+    : QObject(parent)
+    , engine_(engine)
+    , daemon_(std::move(daemon))
+    , store_(std::move(store))
+    , collections_(std::move(collections))
+    , zoneScope_(std::move(zoneScope))
+    , log_(std::move(log))
+    , voiceAnswersFolder_(Paths::applicationSupportRoot() + QLatin1Char('/') + bundleIdentifier() +
+                          QStringLiteral("/voice-answers"))
+    , defaults_(std::make_unique<UserDefaults>()) {}
+
+SyncedDocsBridgeService::~SyncedDocsBridgeService() {
+    stop();
+    // Before this object is gone as their delegate and callback.
+    delete fileWatcher_;
+    delete syncEngine_;
+}
+
+QString SyncedDocsBridgeService::engineStateKey(const QString& zoneScope) {
+    return zoneScope.isEmpty() ? QString::fromLatin1(UserDefaults::syncEngineState)
+                               : UserDefaults::syncEngineStateKey(zoneScope);
+}
+
+void SyncedDocsBridgeService::log(const QString& message) const {
+    log_.write(kSource + message);
+}
+
+void SyncedDocsBridgeService::start(const QString& notesRoot) {
+    if (notesRoot_) {
+        return;
+    }
+    log(QStringLiteral("started (notesRoot=%1)").arg(notesRoot));
+    notesRoot_ = notesRoot;
+    if (!store_) {
+        log(QStringLiteral("no record store for this brand; sync disabled"));
+        return;
+    }
+    const std::optional<QByteArray> saved = defaults_->dataValue(engineStateKey(zoneScope_));
+    std::optional<RecordSyncEngineState> state =
+        saved ? RecordSyncEngineState::fromJson(*saved) : std::nullopt;
+    log(state ? QStringLiteral("engine state: restored")
+              : QStringLiteral("engine state: fresh (no saved state)"));
+
+    RecordSyncEngine::Configuration configuration;
+    configuration.store = store_;
+    configuration.stateSerialization = state;
+    configuration.delegate = this;
+    configuration.sendDelay = timing_.sendDelay;
+    configuration.longPollLimit = timing_.longPollLimit;
+    syncEngine_ = new RecordSyncEngine(std::move(configuration), this);
+
+    registerCollections();
+    repair(state.has_value());
+
+    QStringList folders;
+    for (const core::SyncedDocCollectionConfig& collection : collections_) {
+        folders << QDir(notesRoot).filePath(q(collection.folderPath));
+    }
+    fileWatcher_ = new SyncedDocsFileWatcher(
+        folders, timing_.watcherLatency,
+        [self = QPointer<SyncedDocsBridgeService>(this)](const QStringList& paths) {
+            for (const QString& path : paths) {
+                if (self) {
+                    self->handleFileChange(path);
+                }
+            }
+        },
+        log_, this);
+    fileWatcher_->start();
+    syncEngine_->start();
+    CancellableLoop::start(periodicFetchTask_, timing_.fetchInterval,
+                           CancellableLoop::FirstPass::afterInterval,
+                           [self = QPointer<SyncedDocsBridgeService>(this)] {
+                               return self ? self->periodicPass() : nothing();
+                           });
+}
+
+void SyncedDocsBridgeService::stop() {
+    periodicFetchTask_.cancel();
+    if (fileWatcher_) {
+        fileWatcher_->stop();
+    }
+    if (syncEngine_) {
+        syncEngine_->stop();
+        storeState(syncEngine_->state().toJson());
+    }
+}
+
+void SyncedDocsBridgeService::storeState(const QByteArray& json) {
+    defaults_->setData(engineStateKey(zoneScope_), json);
+}
+
+QString SyncedDocsBridgeService::zoneFor(const core::SyncedDocCollectionConfig& collection) const {
+    return SyncedDocZone::zoneID(collection, zoneScope_);
+}
+
+std::optional<core::SyncedDocCollectionConfig>
+SyncedDocsBridgeService::collectionFor(const QString& docPath) const {
+    return core::SyncedDocOptIn::collection(docPath.toStdString(), collections_);
+}
+
+void SyncedDocsBridgeService::addSave(const RecordID& id) {
+    if (syncEngine_) {
+        syncEngine_->state().add(
+            QList<PendingRecordZoneChange>{PendingRecordZoneChange::saveRecord(id)});
+    }
+}
+
+void SyncedDocsBridgeService::registerCollections() {
+    QList<PendingDatabaseChange> zones;
+    for (const core::SyncedDocCollectionConfig& collection : collections_) {
+        const QString zone = zoneFor(collection);
+        zones << PendingDatabaseChange::saveZone(zone);
+        const RecordID id = SyncedDocCollectionMapping::recordID(collection, zone);
+        if (!auxRecordCache_.contains(id)) {
+            auxRecordCache_[id] = CachedAuxRecord{CollectionSource{collection}, std::nullopt};
+            addSave(id);
+        }
+    }
+    syncEngine_->state().add(zones);
+}
+
+void SyncedDocsBridgeService::registerDocument(const QString& docPath,
+                                               const core::SyncedDocCollectionConfig& collection) {
+    const QString zone = zoneFor(collection);
+    const RecordID id = SyncedDocDocumentMapping::recordID(docPath, zone);
+    CachedAuxRecord& entry = auxRecordCache_[id];
+    entry.kind = DocumentSource{docPath, collection.docTypeDefault,
+                                SyncedDocCollectionMapping::reference(collection, zone)};
+}
+
+void SyncedDocsBridgeService::repair(bool stateRestored) {
+    std::vector<std::pair<QString, std::vector<core::Block>>> documents;
+    try {
+        for (const auto& document : engine_.allDocs()) {
+            if (!document.zone.empty()) {
+                continue;
+            }
+            std::vector<core::Block> blocks;
+            try {
+                blocks = engine_.blocks(document.zone, document.docPath);
+            } catch (const std::exception&) {
+                // One unreadable document must not keep the others from being repaired.
+            }
+            documents.emplace_back(q(document.docPath), std::move(blocks));
+        }
+    } catch (const std::exception& error) {
+        log(QStringLiteral("repair: cannot list the sidecar's documents: %1")
+                .arg(QString::fromUtf8(error.what())));
+    }
+    if (stateRestored) {
+        return;
+    }
+    int blockCount = 0;
+    int documentCount = 0;
+    for (const auto& [docPath, blocks] : documents) {
+        if (blocks.empty()) {
+            continue;
+        }
+        const std::optional<core::SyncedDocCollectionConfig> collection = collectionFor(docPath);
+        if (!collection) {
+            log(QStringLiteral("repair: no collection for %1").arg(docPath));
+            continue;
+        }
+        const QString zone = zoneFor(*collection);
+        registerDocument(docPath, *collection);
+        QList<PendingRecordZoneChange> saves{
+            PendingRecordZoneChange::saveRecord(SyncedDocDocumentMapping::recordID(docPath, zone))};
+        for (const core::Block& block : blocks) {
+            const RecordID id = BlockRecordMapping::recordID(block, zone);
+            recordCache_[id] = CachedBlock{docPath, block, std::nullopt};
+            saves << PendingRecordZoneChange::saveRecord(id);
+        }
+        syncEngine_->state().add(saves);
+        blockCount += static_cast<int>(blocks.size());
+        ++documentCount;
+    }
+    log(QStringLiteral("engine state was lost — re-queued %1 block(s) across %2 document(s) so "
+                       "the server is rebuilt from the sidecar")
+            .arg(blockCount)
+            .arg(documentCount));
+}
+
+void SyncedDocsBridgeService::handleFileChange(const QString& filePath) {
+    if (!notesRoot_ || !syncEngine_) {
+        return;
+    }
+    QFile file(filePath);
+    if (!file.open(QIODevice::ReadOnly)) {
+        // A deleted file changes nothing on the server until it comes back.
+        return;
+    }
+    const std::string contents = file.readAll().toStdString();
+    const QString docPath = QDir(*notesRoot_).relativeFilePath(filePath);
+    const std::string path = docPath.toStdString();
+    if (!core::SyncedDocOptIn::shouldSync(path, contents, collections_)) {
+        return;
+    }
+    const std::optional<core::SyncedDocCollectionConfig> collection = collectionFor(docPath);
+    if (!collection) {
+        return;
+    }
+    core::SyncedDocApplyResult result;
+    try {
+        result = engine_.applyFileChange(path, contents);
+    } catch (const std::exception& error) {
+        log(QStringLiteral("applyFileChange failed for %1: %2")
+                .arg(docPath, QString::fromUtf8(error.what())));
+        return;
+    }
+    for (const auto& degradation : result.degradations) {
+        log(QStringLiteral("DEGRADED %1 line in %2 → .text: %3 | %4")
+                .arg(q(std::string(core::wireWord(degradation.claimedKind))), docPath,
+                     q(degradation.reason), q(degradation.linePreview)));
+    }
+    const QString zone = zoneFor(*collection);
+    for (const core::BlockOp& op : result.ops) {
+        if (const core::Block* block = op.blockIfAny()) {
+            CachedBlock& entry = recordCache_[BlockRecordMapping::recordID(*block, zone)];
+            entry.docPath = docPath;
+            entry.block = *block;
+        }
+    }
+    const QList<PendingRecordZoneChange> pending =
+        BlockOpPendingChange::pendingChanges(result.ops, zone);
+    log(QStringLiteral("applyFileChange %1: ops=%2 -> %3 pending changes")
+            .arg(docPath, countOps(result.ops))
+            .arg(pending.size()));
+    if (pending.isEmpty()) {
+        return;
+    }
+    registerDocument(docPath, *collection);
+    addSave(SyncedDocDocumentMapping::recordID(docPath, zone));
+    syncEngine_->state().add(pending);
+}
+
+bool SyncedDocsBridgeService::recoverSource(const RecordID& id, const QString& reason) {
+    if (recordCache_.contains(id) || auxRecordCache_.contains(id)) {
+        return true;
+    }
+    const QString& name = id.recordName;
+    if (name.startsWith(kCollectionPrefix)) {
+        const std::string folder = name.mid(kCollectionPrefix.size()).toStdString();
+        for (const core::SyncedDocCollectionConfig& collection : collections_) {
+            if (collection.folderPath == folder && zoneFor(collection) == id.zoneName) {
+                auxRecordCache_[id] = CachedAuxRecord{CollectionSource{collection}, std::nullopt};
+                return true;
+            }
+        }
+        return false;
+    }
+    if (name.startsWith(kDocPrefix)) {
+        const QString docPath = name.mid(kDocPrefix.size());
+        const auto collection = collectionFor(docPath);
+        if (!collection || zoneFor(*collection) != id.zoneName) {
+            return false;
+        }
+        registerDocument(docPath, *collection);
+        return true;
+    }
+    std::optional<core::SyncedDocSidecarStore::FoundBlock> found;
+    try {
+        found = engine_.findBlock(core::BlockID(name.toStdString()));
+    } catch (const std::exception&) {
+        return false;
+    }
+    if (!found || !found->zone.empty()) {
+        return false;
+    }
+    const QString docPath = q(found->docPath);
+    recordCache_[id] = CachedBlock{docPath, found->block, std::nullopt};
+    log(QStringLiteral("rebuilt %1 from sidecar (%2, %3)").arg(name, docPath, reason));
+    return true;
+}
+
+std::optional<Record> SyncedDocsBridgeService::recordFor(const RecordID& id,
+                                                         const QString& reason) {
+    if (!recoverSource(id, reason)) {
+        log(QStringLiteral("no record source for %1 (%2)").arg(id.recordName, reason));
+        return std::nullopt;
+    }
+    const QString& zone = id.zoneName;
+    if (const auto found = recordCache_.find(id); found != recordCache_.end()) {
+        const CachedBlock& entry = found->second;
+        const RecordReference document = SyncedDocDocumentMapping::reference(entry.docPath, zone);
+        if (!entry.record) {
+            return BlockRecordMapping::makeRecord(entry.block, zone, document);
+        }
+        Record record = *entry.record;
+        BlockRecordMapping::apply(entry.block, record, document);
+        return record;
+    }
+    const CachedAuxRecord& aux = auxRecordCache_.at(id);
+    if (const auto* source = std::get_if<CollectionSource>(&aux.kind)) {
+        if (!aux.record) {
+            return SyncedDocCollectionMapping::makeRecord(source->collection, zone);
+        }
+        Record record = *aux.record;
+        SyncedDocCollectionMapping::apply(source->collection, record);
+        return record;
+    }
+    const auto& document = std::get<DocumentSource>(aux.kind);
+    if (!aux.record) {
+        return SyncedDocDocumentMapping::makeRecord(document.docPath, document.docType,
+                                                    document.collectionReference, zone);
+    }
+    Record record = *aux.record;
+    SyncedDocDocumentMapping::apply(document.docPath, document.docType,
+                                    document.collectionReference, record);
+    return record;
+}
+
+std::optional<RecordZoneChangeBatch>
+SyncedDocsBridgeService::nextRecordZoneChangeBatch(const SendChangesContext& context,
+                                                   RecordSyncEngine& engine) {
+    QList<PendingRecordZoneChange> pending;
+    for (const PendingRecordZoneChange& change : engine.state().pendingRecordZoneChanges()) {
+        if (context.contains(change.recordID)) {
+            pending << change;
+        }
+    }
+    if (pending.isEmpty()) {
+        return std::nullopt;
+    }
+    return RecordZoneChangeBatch::make(pending, [this](const RecordID& id) {
+        return recordFor(id, QStringLiteral("pending send"));
+    });
+}
+
+void SyncedDocsBridgeService::handleEvent(const RecordSyncEvent& event, RecordSyncEngine& engine) {
+    if (const auto* update = std::get_if<SyncEvent::StateUpdate>(&event)) {
+        storeState(update->stateJson);
+    } else if (const auto* account = std::get_if<SyncEvent::AccountChange>(&event)) {
+        log(QStringLiteral("accountChange: %1").arg(account->description()));
+    } else if (std::holds_alternative<SyncEvent::WillSendChanges>(event)) {
+        watchdog_.lastSendAttempt = timing_.now();
+        log(QStringLiteral("willSendChanges (pending: %1 record, %2 database)")
+                .arg(engine.state().pendingRecordZoneChanges().size())
+                .arg(engine.state().pendingDatabaseChanges().size()));
+    } else if (std::holds_alternative<SyncEvent::DidSendChanges>(event)) {
+        log(QStringLiteral("didSendChanges"));
+    } else if (const auto* fetched = std::get_if<SyncEvent::FetchedRecordZoneChanges>(&event)) {
+        applyFetched(*fetched);
+    } else if (const auto* sent = std::get_if<SyncEvent::SentRecordZoneChanges>(&event)) {
+        applySent(*sent);
+    }
+}
+
+bool SyncedDocsBridgeService::isOwnZone(const QString& zoneName) const {
+    return std::any_of(collections_.begin(), collections_.end(),
+                       [&](const auto& collection) { return zoneFor(collection) == zoneName; });
+}
+
+void SyncedDocsBridgeService::applyFetched(const SyncEvent::FetchedRecordZoneChanges& changes) {
+    // The change feed is the whole account's: other vaults' zones are theirs to apply.
+    QStringList order;
+    std::map<QString, QList<Record>> modified;
+    std::map<QString, QList<RecordDeletion>> deleted;
+    const auto note = [&order](const QString& docPath) {
+        if (!order.contains(docPath)) {
+            order << docPath;
+        }
+    };
+    for (const Record& record : changes.modifications) {
+        const std::optional<RecordReference> document =
+            record.get<RecordReference>(QStringLiteral("documentRef"));
+        if (!document || !document->recordID.recordName.startsWith(kDocPrefix) ||
+            !isOwnZone(record.recordID().zoneName)) {
+            continue;
+        }
+        const QString docPath = document->recordID.recordName.mid(kDocPrefix.size());
+        note(docPath);
+        modified[docPath] << record;
+        if (record.get<RecordAsset>(kAudioAsset)) {
+            saveVoiceAnswer(record); // runs on by itself; it holds a guard of this bridge
+        }
+        if (std::optional<core::Block> block = BlockRecordMapping::block(record)) {
+            recordCache_[record.recordID()] = CachedBlock{docPath, std::move(*block), record};
+        }
+    }
+    for (const RecordDeletion& deletion : changes.deletions) {
+        const auto found = recordCache_.find(deletion.recordID);
+        if (found == recordCache_.end()) {
+            continue; // a block this desktop never knew: no document to take it from
+        }
+        note(found->second.docPath);
+        deleted[found->second.docPath] << deletion;
+        recordCache_.erase(found);
+    }
+    std::vector<std::pair<QString, QString>> texts;
+    for (const QString& docPath : std::as_const(order)) {
+        const std::vector<core::BlockOp> ops =
+            FetchedRecordZoneChangesTranslator::translate(modified[docPath], deleted[docPath]);
+        if (ops.empty()) {
+            continue;
+        }
+        try {
+            texts.emplace_back(docPath, q(engine_.applyRemoteOps("", docPath.toStdString(), ops)));
+        } catch (const std::exception& error) {
+            log(QStringLiteral("applyRemoteOps/write failed for %1: %2")
+                    .arg(docPath, QString::fromUtf8(error.what())));
+        }
+    }
+    if (!texts.empty()) {
+        writeDocuments(std::move(texts)); // runs on by itself with a guard of this bridge
+    }
+}
+
+QCoro::Task<>
+SyncedDocsBridgeService::writeDocuments(std::vector<std::pair<QString, QString>> texts) {
+    QPointer<SyncedDocsBridgeService> self(this);
+    QStringList written;
+    for (const auto& [docPath, text] : texts) {
+        QCoro::Task<Expected<void>> writing = DaemonEndpoints::writeDoc(daemon_, docPath, text);
+        const Expected<void> outcome = co_await writing;
+        if (!self) {
+            co_return;
+        }
+        if (!outcome.ok()) {
+            self->log(QStringLiteral("applyRemoteOps/write failed for %1: %2")
+                          .arg(docPath, outcome.error()));
+        }
+        written << docPath;
+    }
+    emit self->remoteChangesApplied(written);
+}
+
+QCoro::Task<> SyncedDocsBridgeService::saveVoiceAnswer(Record record) {
+    QPointer<SyncedDocsBridgeService> self(this);
+    const std::optional<RecordAsset> asset = record.get<RecordAsset>(kAudioAsset);
+    // Only the last path component counts: a clip name never leads out of the folder.
+    QString name =
+        QFileInfo(record.get<QString>(QStringLiteral("audioAssetRef")).value_or(QString()))
+            .fileName();
+    if (name.isEmpty() || name == QLatin1String("..") || name == QLatin1String(".")) {
+        name = record.recordID().recordName + QStringLiteral(".caf");
+    }
+    const QString filePath = QDir(voiceAnswersFolder_).filePath(name);
+    if (!asset || QFileInfo::exists(filePath)) {
+        co_return;
+    }
+    QString failure;
+    if (!QDir().mkpath(voiceAnswersFolder_)) {
+        failure = QStringLiteral("cannot create %1").arg(voiceAnswersFolder_);
+    } else if (!asset->filePath.isEmpty()) {
+        if (!QFile::copy(asset->filePath, filePath)) {
+            failure = QStringLiteral("cannot copy %1").arg(asset->filePath);
+        }
+    } else if (store_) {
+        const std::shared_ptr<RecordStore> store = store_;
+        QCoro::Task<StoreAction> downloading =
+            store->downloadAsset(record.recordID(), kAudioAsset, filePath);
+        const StoreAction downloaded = co_await downloading;
+        if (!self) {
+            co_return;
+        }
+        failure = downloaded.ok() ? QString() : downloaded.error->message;
+    }
+    if (failure.isEmpty()) {
+        self->log(QStringLiteral("saved incoming voice answer %1").arg(name));
+    } else {
+        self->log(QStringLiteral("failed to save voice answer %1: %2").arg(name, failure));
+    }
+}
+
+void SyncedDocsBridgeService::applySent(const SyncEvent::SentRecordZoneChanges& sent) {
+    log(QStringLiteral("sentRecordZoneChanges: saved=%1 failedSaves=%2 deleted=%3 failedDeletes=%4")
+            .arg(sent.savedRecords.size())
+            .arg(sent.failedRecordSaves.size())
+            .arg(sent.deletedRecordIDs.size())
+            .arg(sent.failedRecordDeletes.size()));
+    for (const Record& saved : sent.savedRecords) {
+        if (const auto found = recordCache_.find(saved.recordID()); found != recordCache_.end()) {
+            found->second.record = saved;
+        } else if (const auto aux = auxRecordCache_.find(saved.recordID());
+                   aux != auxRecordCache_.end()) {
+            aux->second.record = saved;
+        }
+    }
+    for (const RecordID& id : sent.deletedRecordIDs) {
+        recordCache_.erase(id);
+    }
+    for (const SyncEvent::FailedRecordSave& failed : sent.failedRecordSaves) {
+        retryFailedSave(failed);
+    }
+}
+
+void SyncedDocsBridgeService::retryFailedSave(const SyncEvent::FailedRecordSave& failed) {
+    const RecordID& id = failed.record.recordID();
+    switch (failed.error.code) {
+    case RecordStoreError::Code::serverRecordChanged: {
+        if (!failed.error.serverRecord) {
+            log(QStringLiteral("serverRecordChanged with NO server record for %1 — block will not "
+                               "sync")
+                    .arg(id.recordName));
+            return;
+        }
+        if (!recoverSource(id, QStringLiteral("save conflict"))) {
+            log(QStringLiteral("no record source for %1 (save conflict)").arg(id.recordName));
+            return;
+        }
+        // The desktop's content goes onto the server's version, field by field, so the next
+        // save carries the server's tag and wins.
+        if (const auto found = recordCache_.find(id); found != recordCache_.end()) {
+            found->second.record = failed.error.serverRecord;
+        } else {
+            auxRecordCache_.at(id).record = failed.error.serverRecord;
+        }
+        if (std::optional<Record> merged = recordFor(id, QStringLiteral("save conflict"))) {
+            if (const auto found = recordCache_.find(id); found != recordCache_.end()) {
+                found->second.record = std::move(merged);
+            } else {
+                auxRecordCache_.at(id).record = std::move(merged);
+            }
+        }
+        addSave(id);
+        return;
+    }
+    case RecordStoreError::Code::unknownItem: {
+        if (!recoverSource(id, QStringLiteral("record vanished"))) {
+            log(QStringLiteral("no record source for %1 (record vanished)").arg(id.recordName));
+            return;
+        }
+        if (const auto found = recordCache_.find(id); found != recordCache_.end()) {
+            found->second.record.reset();
+        } else {
+            auxRecordCache_.at(id).record.reset();
+        }
+        log(QStringLiteral("%1 is gone server-side — re-creating it").arg(id.recordName));
+        addSave(id);
+        return;
+    }
+    default:
+        log(QStringLiteral("record save failed for %1: %2")
+                .arg(id.recordName, failed.error.message));
+    }
+}
+
+bool SyncedDocsBridgeService::watchdogStep(WatchdogState& state, qsizetype pending,
+                                           const QDateTime& now, std::chrono::seconds forceAfter,
+                                           std::chrono::seconds gap) {
+    if (pending < 1) {
+        state.pendingSince.reset();
+        return false;
+    }
+    if (!state.pendingSince) {
+        state.pendingSince = now;
+    }
+    if (state.lastSendAttempt && *state.lastSendAttempt >= *state.pendingSince) {
+        return false;
+    }
+    if (state.pendingSince->msecsTo(now) <
+        std::chrono::duration_cast<std::chrono::milliseconds>(forceAfter).count()) {
+        return false;
+    }
+    if (state.lastForcedSend &&
+        state.lastForcedSend->msecsTo(now) <
+            std::chrono::duration_cast<std::chrono::milliseconds>(gap).count()) {
+        return false;
+    }
+    state.lastForcedSend = now;
+    return true;
+}
+
+void SyncedDocsBridgeService::runWatchdog() {
+    if (!syncEngine_) {
+        return;
+    }
+    const qsizetype pending = syncEngine_->state().pendingRecordZoneChanges().size() +
+                              syncEngine_->state().pendingDatabaseChanges().size();
+    const QDateTime now = timing_.now();
+    if (watchdogStep(watchdog_, pending, now, timing_.forceSendAfter, timing_.forcedSendGap)) {
+        forceSend(pending, watchdog_.pendingSince->secsTo(now)); // runs on with its own guard
+    }
+}
+
+QCoro::Task<> SyncedDocsBridgeService::forceSend(qsizetype pending, qint64 seconds) {
+    QPointer<SyncedDocsBridgeService> self(this);
+    log(QStringLiteral("%1 change(s) pending and no send attempted %2s — forcing sendChanges()")
+            .arg(pending)
+            .arg(seconds));
+    QPointer<RecordSyncEngine> engine(syncEngine_);
+    QCoro::Task<RecordSyncEngine::Outcome> sending = engine->sendChanges();
+    const RecordSyncEngine::Outcome failure = co_await sending;
+    if (!self || !failure) {
+        co_return;
+    }
+    self->log(QStringLiteral("forced sendChanges() failed: %1").arg(failure->message));
+}
+
+QCoro::Task<> SyncedDocsBridgeService::periodicPass() {
+    QPointer<SyncedDocsBridgeService> self(this);
+    if (!syncEngine_) {
+        co_return;
+    }
+    QPointer<RecordSyncEngine> engine(syncEngine_);
+    QCoro::Task<RecordSyncEngine::Outcome> fetching = engine->fetchChanges();
+    const RecordSyncEngine::Outcome failure = co_await fetching;
+    if (!self || failure) {
+        co_return;
+    }
+    self->runWatchdog();
+}
+
+void SyncedDocsBridgeService::purge() {
+    QList<PendingDatabaseChange> zones;
+    for (const core::SyncedDocCollectionConfig& collection : collections_) {
+        zones << PendingDatabaseChange::deleteZone(zoneFor(collection));
+    }
+    if (syncEngine_) {
+        syncEngine_->state().add(zones);
+    }
+    log(QStringLiteral("purging %1 zone(s) — records will be re-uploaded from the vault")
+            .arg(zones.size()));
+    try {
+        for (const auto& document : engine_.allDocs()) {
+            try {
+                engine_.deleteDoc(document.zone, document.docPath);
+            } catch (const std::exception&) {
+                // What stays is replaced at the file's next change.
+            }
+        }
+    } catch (const std::exception&) {
+    }
+    recordCache_.clear();
+}
+
+void SyncedDocsBridgeService::shareCollection(const core::SyncedDocCollectionConfig& collection) {
+    log(QStringLiteral("sharing %1 is not available on this platform").arg(zoneFor(collection)));
+}
+
+} // namespace mnemora
