@@ -672,9 +672,18 @@ QCoro::Task<Expected<void>> setEntityNotes(Daemon daemon, QString type, QString 
 }
 
 QCoro::Task<Expected<void>> writeDoc(Daemon daemon, QString path, QString content) {
-    return plainAction(daemon,
-                       postCall("docs/write", QJsonObject{{QStringLiteral("path"), path},
-                                                          {QStringLiteral("content"), content}}));
+    QCoro::Task<Expected<QJsonObject>> acting =
+        act(daemon, postCall("docs/write", QJsonObject{{QStringLiteral("path"), path},
+                                                       {QStringLiteral("content"), content}}));
+    const Expected<QJsonObject> result = co_await acting;
+    if (!result.ok()) {
+        co_return fail(result.error());
+    }
+    // Only `ok` says the file was written; an answer without it wrote nothing.
+    if (!JsonRead::boolOr(result.value(), QLatin1String("ok"))) {
+        co_return fail(routeOf("POST", QStringLiteral("docs/write")).failureWord);
+    }
+    co_return Expected<void>();
 }
 
 QCoro::Task<std::optional<HomeNarrative>> homeNarrative(Daemon daemon) {

@@ -260,8 +260,10 @@ QString MnemoraApp::startCompanionSync() {
     if (!VaultServices::companionSyncAvailable()) {
         return QStringLiteral("off, no record store is set up");
     }
-    services_->startCloseStatusMirror(services_->config().vaultRoot(), QString());
-    return QStringLiteral("close status mirror started");
+    const QString vaultRoot = services_->config().vaultRoot();
+    services_->startQuestionsMirror(vaultRoot, IdentityScope::active(), QString());
+    services_->startCloseStatusMirror(vaultRoot, QString());
+    return QStringLiteral("questions and close status mirrors started");
 }
 
 QCoro::Task<> MnemoraApp::startUp() {

@@ -105,7 +105,9 @@ void VaultRuntime::startCompanionSync() {
         zone.readAll().trimmed().isEmpty()) {
         return;
     }
-    services_->startCloseStatusMirror(vaultRoot_, QFileInfo(vaultRoot_).fileName());
+    const QString label = QFileInfo(vaultRoot_).fileName();
+    services_->startQuestionsMirror(vaultRoot_, mirrorScope_, label);
+    services_->startCloseStatusMirror(vaultRoot_, label);
 }
 
 QString VaultRuntime::zoneScope() const {
@@ -153,6 +155,7 @@ QCoro::Task<> VaultRuntime::reviveIfNeeded() {
 
 void VaultRuntime::shutdown() {
     services_->stopSyncedDocs();
+    services_->dropQuestionsMirror();
     services_->dropCloseStatusMirror();
     services_->daemonProcess().stopBlocking();
 }

@@ -34,6 +34,11 @@ public:
 
     bool started() const { return started_; }
 
+    // Whose questions this vault's inbox document shows; the vault's active identity unless set
+    // before `start`.
+    const IdentityScope& mirrorScope() const { return mirrorScope_; }
+    void setMirrorScope(const IdentityScope& scope) { mirrorScope_ = scope; }
+
     // Brings the vault up in its shorter order. Does nothing once started; a second caller
     // while a start is under way waits for that start.
     QCoro::Task<> start();
@@ -46,8 +51,8 @@ public:
     // Restarts the whole vault when its daemon is gone; asked before automation talks to it.
     QCoro::Task<> reviveIfNeeded();
 
-    // At quit: drops the sync bridge, then stops a daemon this process spawned and leaves an
-    // adopted one running.
+    // At quit: drops the sync bridge and the mirrors, then stops a daemon this process spawned
+    // and leaves an adopted one running.
     void shutdown();
 
     // The vault's synced documents bridge; none until started, for the primary vault's folder
@@ -75,6 +80,7 @@ private:
     VaultServices* services_ = nullptr;
     bool started_ = false;
     bool starting_ = false;
+    IdentityScope mirrorScope_ = IdentityScope::active();
 };
 
 } // namespace mnemora

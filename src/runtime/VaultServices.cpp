@@ -17,6 +17,7 @@
 #include "daemon/ProcessingStore.h"
 #include "periodclose/CloseStatusMirrorService.h"
 #include "questions/QuestionService.h"
+#include "questions/QuestionsDocMirrorService.h"
 #include "registry/DatabaseService.h"
 #include "runtime/SyncedDocsStack.h"
 #include "sync/SyncLog.h"
@@ -119,6 +120,20 @@ void VaultServices::startCloseStatusMirror(const QString& vaultRoot, const QStri
 
 void VaultServices::dropCloseStatusMirror() {
     delete std::exchange(closeStatusMirror_, nullptr);
+}
+
+void VaultServices::startQuestionsMirror(const QString& vaultRoot, const IdentityScope& scope,
+                                         const QString& logLabel) {
+    dropQuestionsMirror();
+    questionsMirror_ =
+        new QuestionsDocMirrorService(database_, questions_, daemon_, SyncLog(logLabel), this);
+    questionsMirror_->setMirrorScope(scope);
+    questionsMirror_->start(vaultRoot + QStringLiteral("/Notes"),
+                            vaultRoot + QStringLiteral("/Registry"));
+}
+
+void VaultServices::dropQuestionsMirror() {
+    delete std::exchange(questionsMirror_, nullptr);
 }
 
 StartupStep VaultServices::now(QString name, std::function<void()> action) {

@@ -7,6 +7,7 @@
 #include <QCoroTask>
 
 #include "introspection/WindowContext.h"
+#include "registry/IdentityScope.h"
 
 #include <functional>
 #include <map>
@@ -24,6 +25,7 @@ class DaemonService;
 class DatabaseService;
 class ProcessingStore;
 class QuestionService;
+class QuestionsDocMirrorService;
 class SyncLog;
 class SyncedDocsBridgeService;
 class SyncedDocsStack;
@@ -87,6 +89,16 @@ public:
     // Stops the mirror and drops it.
     void dropCloseStatusMirror();
 
+    // The mirror of the phone's questions inbox; none until companion sync starts it.
+    QuestionsDocMirrorService* questionsMirror() const { return questionsMirror_; }
+    // Builds the mirror over `{vaultRoot}/Notes` and `{vaultRoot}/Registry`, showing the questions
+    // of `scope`, and starts it with its 5 s interval, replacing one started before; `logLabel`
+    // marks its log lines (empty for the primary).
+    void startQuestionsMirror(const QString& vaultRoot, const IdentityScope& scope,
+                              const QString& logLabel);
+    // Cancels the mirror's loop and drops it.
+    void dropQuestionsMirror();
+
     // What automation reads and drives of a window showing these services.
     WindowContext windowContext() const;
 
@@ -116,6 +128,7 @@ private:
     std::unique_ptr<SyncedDocsStack> syncedDocs_;
     bool syncedDocsStarting_ = false;
     CloseStatusMirrorService* closeStatusMirror_ = nullptr;
+    QuestionsDocMirrorService* questionsMirror_ = nullptr;
 };
 
 } // namespace mnemora

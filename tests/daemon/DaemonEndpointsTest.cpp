@@ -458,6 +458,17 @@ TEST_F(DaemonEndpointsTest, ActionsReadWhatTheirAnswerCarries) {
               QStringLiteral("No preview while indexing"));
 }
 
+TEST_F(DaemonEndpointsTest, ADocumentWriteCountsOnlyWhenTheDaemonSaysOk) {
+    for (const auto& [body, expected] :
+         {std::pair{"{\"ok\": false}", "Synced doc write failed"},
+          std::pair{"{}", "Synced doc write failed"}, std::pair{"{\"ok\": true}", "ok"}}) {
+        answer = HttpServer::json(body);
+        EXPECT_EQ(runTask(said(writeDoc(&daemon, QStringLiteral("a.md"), QStringLiteral("x")))),
+                  QString::fromUtf8(expected))
+            << body;
+    }
+}
+
 TEST_F(DaemonEndpointsTest, StreamingTranscriptionReadsTheSharedEventLines) {
     const struct {
         QByteArray stream;

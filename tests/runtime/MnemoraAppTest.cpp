@@ -19,6 +19,7 @@
 #include "periodclose/CloseStatusMirrorService.h"
 #include "periodclose/QuotaWatcher.h"
 #include "platform/Processes.h"
+#include "questions/QuestionsDocMirrorService.h"
 #include "registry/DatabaseService.h"
 #include "runtime/AppDelegate.h"
 #include "runtime/MnemoraApp.h"
@@ -51,6 +52,7 @@ TEST(MnemoraApp, StartUpRunsItsStepsInOrderAndRecordsFailuresInTheServices) {
                            "companion sync: off, no record store is set up"}));
     EXPECT_TRUE(app.quotaWatcher().isRunning());
     EXPECT_EQ(app.closeStatusMirror(), nullptr);
+    EXPECT_EQ(app.services().questionsMirror(), nullptr);
     // Automation is up before the daemon is waited for, and scripts find its port.
     const auto serverStep = steps.indexOf("introspection server");
     EXPECT_GT(serverStep, steps.indexOf("services wired"));
@@ -118,16 +120,23 @@ TEST(MnemoraApp, TheSyncBridgeStartsOverTheConfiguredStoreOrStaysAbsent) {
     }
 }
 
-TEST(MnemoraApp, WithARecordStoreTheCloseStatusMirrorRunsOnTheVaultsNotes) {
+TEST(MnemoraApp, WithARecordStoreBothMirrorsRunOnTheVault) {
     TestEnvironment env;
     test::BundleOverride bundle("tallo.ai", "Tallo", "Tallo");
     UserDefaults("tallo.ai").setString(RecordStoreSettings::urlKey, "https://couch.example/tallo");
     MnemoraApp app;
     test::runTask(app.startUp());
-    EXPECT_EQ(app.completedSteps().last(), "companion sync: close status mirror started");
+    EXPECT_EQ(app.completedSteps().last(),
+              "companion sync: questions and close status mirrors started");
     ASSERT_NE(app.closeStatusMirror(), nullptr);
     EXPECT_TRUE(app.closeStatusMirror()->isRunning());
     EXPECT_EQ(app.closeStatusMirror()->notesRoot(), env.home() + "/Tallo/Notes");
+    const QuestionsDocMirrorService* questions = app.services().questionsMirror();
+    ASSERT_NE(questions, nullptr);
+    EXPECT_TRUE(questions->isRunning());
+    EXPECT_EQ(questions->notesRoot(), env.home() + "/Tallo/Notes");
+    EXPECT_EQ(questions->registryRoot(), env.home() + "/Tallo/Registry");
+    EXPECT_EQ(questions->mirrorScope(), IdentityScope::active());
 }
 
 TEST(MnemoraApp, AFinishedOnboardingStaysClosedAndTheDaemonIsAskedForDefaults) {

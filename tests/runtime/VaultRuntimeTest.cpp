@@ -10,11 +10,13 @@
 #include "daemon/DaemonProcess.h"
 #include "daemon/SupervisionFixture.h"
 #include "periodclose/CloseStatusMirrorService.h"
+#include "questions/QuestionsDocMirrorService.h"
 #include "registry/DatabaseService.h"
 #include "runtime/VaultManager.h"
 #include "runtime/VaultRuntime.h"
 #include "runtime/VaultWindowModel.h"
 #include "support/EventLoop.h"
+#include "support/RegistryIndex.h"
 #include "support/StdoutCapture.h"
 #include "support/TestEnvironment.h"
 #include "sync/SyncedDocsBridgeService.h"
@@ -209,4 +211,31 @@ TEST_F(VaultRuntimeTest, AVaultWithASyncZoneMirrorsItsCloseStatus) {
 
     manager.shutdownAll();
     EXPECT_EQ(withZone.services().closeStatusMirror(), nullptr);
+}
+
+TEST_F(VaultRuntimeTest, ASyncedVaultMirrorsItsScopesQuestionsUntilShutdown) {
+    UserDefaults().setString(RecordStoreSettings::urlKey, "http://127.0.0.1:9/mnemora");
+    const QString vault = makeVault("Synced");
+    test::TestEnvironment::writeFile(vault + "/.mnemora/sync-zone", "s1\n");
+    VaultRuntime& runtime = prepared(vault);
+    test::RegistryIndex index(runtime.database().indexPath());
+    for (const char* identity : {"me", "partner"}) {
+        index.entity({{"entity_type", "question"},
+                      {"slug", QString("q-") + identity},
+                      {"name", QString("Asked of ") + identity},
+                      {"identity_id", identity}});
+    }
+    runtime.setMirrorScope(IdentityScope::specific("me"));
+
+    test::runTask(runtime.start());
+    QuestionsDocMirrorService* mirror = runtime.services().questionsMirror();
+    ASSERT_NE(mirror, nullptr);
+    EXPECT_EQ(mirror->registryRoot(), vault + "/Registry");
+    // The fake daemon writes the document where the mirror reads it.
+    const QString inbox = vault + "/Notes/questions/inbox.md";
+    ASSERT_TRUE(test::waitUntil([&] { return QFile::exists(inbox); }));
+    EXPECT_EQ(test::TestEnvironment::readFile(inbox), "? open q-me - - - - - - :: Asked of me");
+
+    manager.shutdownAll();
+    EXPECT_EQ(runtime.services().questionsMirror(), nullptr);
 }

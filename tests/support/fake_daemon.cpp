@@ -1,6 +1,7 @@
-// A stand-in for the daemon, for supervision tests: a real process that speaks the daemon's
-// `GET /status` on 127.0.0.1 and publishes its port the way the daemon does. Everything it does
-// differently is chosen by the environment, so a supervisor can spawn it unchanged:
+// A stand-in for the daemon, for supervision and mirror tests: a real process that speaks the
+// daemon's `GET /status`, `POST /docs/write` and `POST /transcribe-file/stream` on 127.0.0.1 and
+// publishes its port the way the daemon does. Everything it does differently is chosen by the
+// environment, so a supervisor can spawn it unchanged:
 //
 //   FAKE_DAEMON_PORT_FILE      where to write the port; without it, a daemon given a vault's
 //                              configuration folder (MN_CONFIG_DIR) writes it where the real
@@ -14,6 +15,13 @@
 //   FAKE_DAEMON_HANG_FILE      while this file exists, requests are taken and never answered
 //   FAKE_DAEMON_STATUS_DELAY_MS answer each request only this long after it came (a busy daemon)
 //   FAKE_DAEMON_LOG_LINES      print "log line 1" ... "log line N" at start, blank lines between
+//   FAKE_DAEMON_VAULT          the vault `docs/write` writes into (else the configured one): the
+//                              path is taken relative to the vault's Notes folder
+//   FAKE_DAEMON_TRANSCRIBE_FILE a JSON object read at every `transcribe-file/stream`: `events`, the
+//                              events sent at once; `hold_while`, a file while which exists the
+//                              stream stays open; `final`, the event sent after that (default: an
+//                              `error` event saying no transcript was chosen)
+//   FAKE_DAEMON_REQUEST_LOG    a file each answered request appends "{METHOD} /{path} {body}" to
 //
 // Default status fields: `pid`, `version`, `binary_path` (argv[0] made absolute),
 // `binary_mtime` (that file's modification time, whole seconds), `pending_items` 0,
@@ -25,9 +33,11 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QHostAddress>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QList>
+#include <QPointer>
 #include <QSaveFile>
 #include <QTcpServer>
 #include <QTcpSocket>
@@ -35,6 +45,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <optional>
 #include <unistd.h>
 
 namespace {
@@ -114,21 +125,119 @@ QJsonObject statusBody(const QString& binaryPath) {
     return body;
 }
 
-void answer(QTcpSocket* socket, const QByteArray& requestLine, const QString& binaryPath) {
-    const QList<QByteArray> parts = requestLine.split(' ');
-    const QByteArray path = parts.value(1);
-    QByteArray status = "200 OK";
+struct Request {
+    QByteArray method;
+    QByteArray path;
     QByteArray body;
-    if (path == "/status") {
-        body = QJsonDocument(statusBody(binaryPath)).toJson(QJsonDocument::Compact);
-    } else {
-        status = "404 Not Found";
-        body = R"({"error":"unknown path"})";
+};
+
+// A whole request from the bytes read so far; none while its head or body is still coming.
+std::optional<Request> parseRequest(const QByteArray& buffer) {
+    const qsizetype headEnd = buffer.indexOf("\r\n\r\n");
+    if (headEnd < 0) {
+        return std::nullopt;
     }
+    const QList<QByteArray> head = buffer.left(headEnd).split('\n');
+    qsizetype length = 0;
+    for (const QByteArray& line : head) {
+        const QByteArray trimmed = line.trimmed();
+        if (trimmed.toLower().startsWith("content-length:")) {
+            length = trimmed.mid(15).trimmed().toLongLong();
+        }
+    }
+    if (buffer.size() < headEnd + 4 + length) {
+        return std::nullopt;
+    }
+    const QList<QByteArray> requestLine = head.value(0).trimmed().split(' ');
+    return Request{requestLine.value(0), requestLine.value(1), buffer.mid(headEnd + 4, length)};
+}
+
+void logRequest(const Request& request) {
+    QFile log(env("FAKE_DAEMON_REQUEST_LOG"));
+    if (!log.fileName().isEmpty() && log.open(QIODevice::Append)) {
+        log.write(request.method + ' ' + request.path + ' ' + request.body + '\n');
+    }
+}
+
+void reply(QTcpSocket* socket, const QByteArray& status, const QJsonObject& body) {
+    const QByteArray bytes = QJsonDocument(body).toJson(QJsonDocument::Compact);
     socket->write("HTTP/1.1 " + status + "\r\nContent-Type: application/json\r\nContent-Length: " +
-                  QByteArray::number(body.size()) + "\r\nConnection: close\r\n\r\n" + body);
+                  QByteArray::number(bytes.size()) + "\r\nConnection: close\r\n\r\n" + bytes);
     socket->flush();
     socket->disconnectFromHost();
+}
+
+// Writes the document below the vault's Notes folder, as the daemon does for the mirrors.
+void writeDocument(QTcpSocket* socket, const QJsonObject& body) {
+    const QString vault =
+        env("FAKE_DAEMON_VAULT").isEmpty() ? configuredVault() : env("FAKE_DAEMON_VAULT");
+    const QString path = body.value(QStringLiteral("path")).toString();
+    if (vault.isEmpty() || path.isEmpty() || path.split(QLatin1Char('/')).contains("..")) {
+        reply(socket, "400 Bad Request", {{"error", "no vault or no path"}});
+        return;
+    }
+    const QString target = vault + QStringLiteral("/Notes/") + path;
+    QDir().mkpath(QFileInfo(target).absolutePath());
+    QSaveFile file(target);
+    if (!file.open(QIODevice::WriteOnly) ||
+        file.write(body.value(QStringLiteral("content")).toString().toUtf8()) < 0 ||
+        !file.commit()) {
+        reply(socket, "500 Internal Server Error", {{"error", file.errorString()}});
+        return;
+    }
+    reply(socket, "200 OK", {{"ok", true}});
+}
+
+void sendEvent(QTcpSocket* socket, const QJsonObject& event) {
+    socket->write("data: " + QJsonDocument(event).toJson(QJsonDocument::Compact) + "\n\n");
+    socket->flush();
+}
+
+// Sends the final event once the hold file is gone, looking again every few milliseconds.
+void finishTranscription(QPointer<QTcpSocket> socket, QString holdWhile, QJsonObject final) {
+    if (!socket) {
+        return;
+    }
+    if (!holdWhile.isEmpty() && QFileInfo::exists(holdWhile)) {
+        QTimer::singleShot(10, socket, [socket, holdWhile, final] {
+            finishTranscription(socket, holdWhile, final);
+        });
+        return;
+    }
+    sendEvent(socket, final);
+    socket->disconnectFromHost();
+}
+
+// A streamed transcription as the test chose it.
+void transcribe(QTcpSocket* socket) {
+    QFile chosen(env("FAKE_DAEMON_TRANSCRIBE_FILE"));
+    QJsonObject script;
+    if (!chosen.fileName().isEmpty() && chosen.open(QIODevice::ReadOnly)) {
+        script = QJsonDocument::fromJson(chosen.readAll()).object();
+    }
+    socket->write("HTTP/1.1 200 OK\r\nContent-Type: text/event-stream\r\nConnection: "
+                  "close\r\n\r\n");
+    for (const QJsonValue& event : script.value(QStringLiteral("events")).toArray()) {
+        sendEvent(socket, event.toObject());
+    }
+    QJsonObject final = script.value(QStringLiteral("final")).toObject();
+    if (final.isEmpty()) {
+        final = {{"type", "error"}, {"error", "the fake daemon was given no transcript"}};
+    }
+    finishTranscription(socket, script.value(QStringLiteral("hold_while")).toString(), final);
+}
+
+void answer(QTcpSocket* socket, const Request& request, const QString& binaryPath) {
+    logRequest(request);
+    if (request.path == "/status") {
+        reply(socket, "200 OK", statusBody(binaryPath));
+    } else if (request.method == "POST" && request.path == "/docs/write") {
+        writeDocument(socket, QJsonDocument::fromJson(request.body).object());
+    } else if (request.method == "POST" && request.path == "/transcribe-file/stream") {
+        transcribe(socket);
+    } else {
+        reply(socket, "404 Not Found", {{"error", "unknown path"}});
+    }
 }
 
 } // namespace
@@ -171,23 +280,23 @@ int main(int argc, char** argv) {
             auto buffer = std::make_shared<QByteArray>();
             QObject::connect(socket, &QTcpSocket::readyRead, socket, [&, socket, buffer] {
                 *buffer += socket->readAll();
-                if (!buffer->contains("\r\n\r\n")) {
+                const std::optional<Request> request = parseRequest(*buffer);
+                if (!request) {
                     return;
                 }
+                buffer->clear();
                 const QString hangFile = env("FAKE_DAEMON_HANG_FILE");
                 if (!hangFile.isEmpty() && QFileInfo::exists(hangFile)) {
                     held << socket;
                     return;
                 }
-                const QByteArray requestLine = buffer->left(buffer->indexOf("\r\n"));
                 const int delay = envInt("FAKE_DAEMON_STATUS_DELAY_MS", 0);
                 if (delay <= 0) {
-                    answer(socket, requestLine, binaryPath);
+                    answer(socket, *request, binaryPath);
                     return;
                 }
-                QTimer::singleShot(delay, socket, [&, socket, requestLine] {
-                    answer(socket, requestLine, binaryPath);
-                });
+                QTimer::singleShot(delay, socket,
+                                   [&, socket, request] { answer(socket, *request, binaryPath); });
             });
             QObject::connect(socket, &QTcpSocket::disconnected, socket, &QObject::deleteLater);
         }
