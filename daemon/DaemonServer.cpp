@@ -237,8 +237,11 @@ void DaemonServer::docsWrite(const HttpRequest& request, HttpExchange* exchange)
         exchange->replyError(400, QStringLiteral("path and content are required"));
         return;
     }
+    // Synced documents are named relative to the vault's Notes folder, as their records are.
+    const QString notes = places_.vaultPath + QStringLiteral("/Notes");
+    QDir().mkpath(notes);
     const Expected<void> written =
-        VaultWrite::write(places_.vaultPath, body.value(QStringLiteral("path")).toString(),
+        VaultWrite::write(notes, body.value(QStringLiteral("path")).toString(),
                           body.value(QStringLiteral("content")).toString().toUtf8());
     if (!written.ok()) {
         exchange->replyError(400, written.error());

@@ -191,10 +191,9 @@ QCoro::Task<bool> CloseStatusMirrorService::write(QString path, std::string text
                    *regenerating);
     }
     QPointer<CloseStatusMirrorService> self(this);
-    // The daemon takes paths relative to the vault; the documents live in its Notes folder.
-    const QString vaultPath = QFileInfo(notesRoot).fileName() + QLatin1Char('/') + path;
+    // Like every synced document's path, relative to the Notes folder the daemon writes into.
     QCoro::Task<Expected<void>> writing =
-        DaemonEndpoints::writeDoc(daemon_, vaultPath, QString::fromUtf8(wanted));
+        DaemonEndpoints::writeDoc(daemon_, path, QString::fromUtf8(wanted));
     const Expected<void> written = co_await writing;
     if (!self) {
         co_return false;

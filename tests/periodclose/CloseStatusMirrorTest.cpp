@@ -74,7 +74,7 @@ protected:
         if (request.path != "/docs/write" || path == refused) {
             return HttpServer::json(R"({"error":"disk full"})", 500);
         }
-        TestEnvironment::writeFile(env.root() + "/vault/" + path,
+        TestEnvironment::writeFile(env.root() + "/vault/Notes/" + path,
                                    body.value("content").toString().toUtf8());
         return HttpServer::json(R"({"ok":true})");
     }
@@ -159,7 +159,7 @@ TEST_F(CloseStatusMirrorTest, WritesEachDocumentOnlyWhenItsTextChanged) {
                                              doc.phase = ClosePhase::closed;
                                              return doc;
                                          }()))},
-                                        {"path", "Notes/status/close-acme.md"}})
+                                        {"path", "status/close-acme.md"}})
                   .toJson(QJsonDocument::Compact));
 }
 
@@ -189,7 +189,7 @@ TEST_F(CloseStatusMirrorTest, RetiresTheDocumentsOfBooksThatAreGone) {
 }
 
 TEST_F(CloseStatusMirrorTest, AFailedWriteIsSaidAndTheOthersGoOn) {
-    refused = "Notes/status/close.md";
+    refused = "status/close.md";
     runTask(mirror.tick()); // not started: no Notes folder yet
     EXPECT_EQ(writes(), 0);
     mirror.start(notes(), 1h);
