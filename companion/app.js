@@ -208,7 +208,7 @@
         el('button', { class: 'voice' + (recording ? ' recording' : ''), disabled: busy || (ui.recording && !recording),
                        'aria-pressed': recording ? 'true' : 'false',
                        onclick: () => (recording ? stopRecording() : startRecording(card)) },
-           recording ? 'Stop and send' : 'Record')),
+           recording ? `Stop and send (${clock(ui.recording.seconds)})` : 'Record')),
       el('p', { class: 'error', role: 'alert' }, ui.errorFor === card.id ? ui.error : ''));
   }
 
@@ -341,15 +341,22 @@
       recorder.onstop = () => {
         stream.getTracks().forEach((t) => t.stop());
         const blob = new Blob(chunks, { type: (recorder.mimeType || type || 'audio/webm').split(';')[0] });
+        clearInterval(ui.recording.timer);
         ui.recording = null;
         sendClip(card, blob);
       };
-      ui.recording = { cardId: card.id, recorder };
-      recorder.start();
+      ui.recording = { cardId: card.id, recorder, seconds: 0 };
+      // The elapsed time on the button tells the person the microphone is really taking it.
+      ui.recording.timer = setInterval(() => { ui.recording.seconds += 1; draw(); }, 1000);
+      recorder.start(250);
     } catch (err) {
       ui.error = 'The microphone could not be used: ' + (err.message || err.name);
     }
     draw();
+  }
+
+  function clock(seconds) {
+    return Math.floor(seconds / 60) + ':' + String(seconds % 60).padStart(2, '0');
   }
 
   function stopRecording() {
