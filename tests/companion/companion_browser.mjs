@@ -110,7 +110,7 @@ try {
       await page.getByRole('tab', { name: 'Close' }).click();
       await page.locator('article.close').first().waitFor();
       await page.screenshot({ path: path.join(out, `close-${scheme}.png`) });
-      await page.locator('.ledger').first().scrollIntoViewIfNeeded();
+      await page.locator('.ledger li').last().scrollIntoViewIfNeeded();
       await page.screenshot({ path: path.join(out, `ledger-${scheme}.png`) });
       await page.getByRole('tab', { name: 'Lists' }).click();
       await page.screenshot({ path: path.join(out, `lists-${scheme}.png`) });
