@@ -22,6 +22,8 @@
     return new PouchDB(remoteUrl, saved ? { auth: { username: saved.user, password: saved.password } } : {});
   }
 
+  const OFFLINE = 'Offline — your changes go out when you are back online';
+
   function setSyncWords(words, tone) {
     const line = $('sync');
     line.textContent = words;
@@ -38,7 +40,8 @@
       back_off_function: (delay) => (delay === 0 ? 500 : Math.min(delay * 2, 4000)),
     });
     sync.on('paused', (err) => {
-      if (err) setSyncWords(navigator.onLine ? 'Cannot reach your record store — retrying' : 'Offline — your changes go out when you are back online', 'warn');
+      if (!navigator.onLine) setSyncWords(OFFLINE, 'warn');
+      else if (err) setSyncWords('Cannot reach your record store — retrying', 'warn');
       else setSyncWords('Up to date', 'ok');
     });
     sync.on('active', () => setSyncWords('Syncing…', ''));
@@ -60,7 +63,7 @@
         return;
       }
       // Unreachable: the local copy serves until it comes back.
-      setSyncWords('Offline — showing what this phone has', 'warn');
+      setSyncWords(navigator.onLine ? 'Cannot reach your record store — retrying' : OFFLINE, 'warn');
     }
     startSync();
   }
@@ -88,7 +91,7 @@
   });
 
   window.addEventListener('online', () => startSync());
-  window.addEventListener('offline', () => setSyncWords('Offline — your changes go out when you are back online', 'warn'));
+  window.addEventListener('offline', () => setSyncWords(OFFLINE, 'warn'));
 
   // ---- Rendering ----------------------------------------------------------------------------
 

@@ -5,7 +5,7 @@
 'use strict';
 
 const CACHE = 'companion-app';
-const FILES = ['./', 'index.html', 'style.css', 'records.js', 'app.js', 'pouchdb.min.js',
+const FILES = ['index.html', 'style.css', 'records.js', 'app.js', 'pouchdb.min.js',
                'manifest.webmanifest', 'icon.svg'];
 
 self.addEventListener('install', (event) => {

@@ -154,8 +154,9 @@ protected:
                                  {"2026-03-09", "City Parking", "-12.50", "pending"}};
         int order = 0;
         for (const auto& row : rows) {
+            ++order;
             TestEnvironment::writeFile(
-                period + "/items/row" + QByteArray::number(++order) + ".md",
+                period + "/items/row" + QByteArray::number(order) + ".md",
                 "---\nkind: transaction\ndate: " + QByteArray(row[0]) + "\nvendor: " + row[1] +
                     "\namount: " + row[2] + "\ncurrency: EUR\nstatus: " + row[3] +
                     "\nsource: your bank\nsort_order: " + QByteArray::number(order) + "\n---\n");
@@ -186,7 +187,6 @@ TEST_F(CompanionBrowserTest, APhoneAnswersTicksAndRecordsThroughTheDesktopAlsoAf
     const QString laptop = question("laptop-account", "Which account should the new laptop go to?",
                                     "2026-03-26T09:00:00Z");
     const QString list = notes + "/lists/active/groceries.md";
-    TestEnvironment::writeFile(list, "# Groceries\n\n- [ ] Milk\n- [ ] Bread\n");
     writeBooks();
 
     const QUrl databaseUrl = server.freshDatabaseUrl();
@@ -202,6 +202,8 @@ TEST_F(CompanionBrowserTest, APhoneAnswersTicksAndRecordsThroughTheDesktopAlsoAf
     timing.sendDelay = 50ms;
     bridge.setTiming(timing);
     bridge.start(notes);
+    // A list written on the desktop while it syncs.
+    TestEnvironment::writeFile(list, "# Groceries\n\n- [ ] Milk\n- [ ] Bread\n");
     QuestionsDocMirrorService mirror(&database, &questions, &daemon,
                                      SyncLog({}, env.root() + "/mirror.log"));
     mirror.start(notes, vault + "/Registry", 300ms);

@@ -5,7 +5,8 @@
 //
 // Environment: COMPANION_URL, TOOLS_DIR, WORK_DIR (a scratch folder), QUESTION_FILE (the typed
 // answer's question file), OFFLINE_QUESTION_FILE, LIST_FILE, VOICE_FOLDER, SCREENSHOTS (optional
-// folder for phone-sized PNGs of the inbox, a close status and a ledger in light and dark).
+// folder for phone-sized PNGs of the inbox, a close status and a ledger in light and dark),
+// FAILURE_FOLDER (optional: where a failed run leaves a screenshot of the page).
 import { createRequire } from 'node:module';
 import fs from 'node:fs';
 import path from 'node:path';
@@ -64,8 +65,8 @@ page.setDefaultTimeout(30000);
 const card = (text) => page.locator('article.card', { hasText: text });
 try {
   await page.goto(env('COMPANION_URL'));
-  await page.waitForFunction(() => navigator.serviceWorker && navigator.serviceWorker.controller
-    ? true : navigator.serviceWorker.ready.then(() => true));
+  // The app's files are kept once its worker is active; only then does it open offline.
+  await page.evaluate(() => navigator.serviceWorker.ready.then(() => true));
 
   step = 'seeing the card the desktop wrote';
   const vat = card('Which VAT rate applies to the March invoice?');
@@ -90,6 +91,9 @@ try {
   await lunch.getByRole('button', { name: 'Record' }).click();
   await lunch.getByRole('button', { name: /Stop and send \(0:01\)/ }).click();
   await lunch.locator('.state.transcribing', { hasText: 'transcribing …' }).waitFor();
+  // The desktop's progress comes back to the card.
+  await lunch.locator('.state.transcribing', { hasText: '40%' }).waitFor();
+  await lunch.locator('.partial', { hasText: 'Yes it was' }).waitFor();
   let clip = '';
   await until('the clip is saved into voice-answers', () => {
     const names = fs.existsSync(env('VOICE_FOLDER')) ? fs.readdirSync(env('VOICE_FOLDER')) : [];
@@ -118,12 +122,14 @@ try {
     await page.emulateMedia({ colorScheme: null });
   }
 
-  step = 'working offline';
+  step = 'opening the app offline';
   await browser.setOffline(true);
   await page.reload();
   const later = card('Which account should the new laptop go to?');
   await later.waitFor();
+  step = 'saying it is offline';
   await page.locator('#sync', { hasText: 'Offline' }).waitFor();
+  step = 'answering and ticking offline';
   await later.getByRole('textbox', { name: 'Your answer' }).fill('Office equipment');
   await later.getByRole('button', { name: 'Send' }).click();
   await later.locator('.state.sent').waitFor();
@@ -141,7 +147,7 @@ try {
   console.log('companion: every step held');
 } catch (error) {
   console.error(`companion: failed while ${step}: ${error.message}`);
-  await page.screenshot({ path: path.join(work, 'failure.png') }).catch(() => {});
+  await page.screenshot({ path: path.join(process.env.FAILURE_FOLDER || work, 'failure.png') }).catch(() => {});
   process.exitCode = 1;
 } finally {
   await browser.close();
