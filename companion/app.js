@@ -277,7 +277,7 @@
 
   function drawLine(block) {
     const indent = { style: `--level:${Number.isInteger(block.level) ? block.level : 0}` };
-    if (block.kind === 'heading') return el('li', Object.assign({ class: 'heading' }, indent), block.text);
+    if (block.kind === 'heading') return el('li', { class: 'heading' }, block.text);
     if (block.kind === 'item' && typeof block.checked === 'boolean') {
       const box = el('input', { type: 'checkbox', checked: block.checked, onchange: (e) => tick(block, e.target.checked) });
       return el('li', Object.assign({ class: 'item' + (block.checked ? ' done' : '') }, indent),

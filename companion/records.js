@@ -114,8 +114,11 @@ const Records = (() => {
                                               actions: parseActions(block.suggestedActions) }));
       }
     }
-    const open = cards.filter((c) => c.state.kind === 'open');
     const done = cards.filter((c) => c.state.kind !== 'open');
+    // Until the desktop has applied an answer its question is still open there, and the inbox
+    // can carry a fresh open card beside the answered one: the person has answered it already.
+    const answered = new Set(done.map((c) => c.scope + '|' + c.questionID));
+    const open = cards.filter((c) => c.state.kind === 'open' && !answered.has(c.scope + '|' + c.questionID));
     open.sort((a, b) => String(b.askedAt || '').localeCompare(String(a.askedAt || '')) || byPosition(a, b));
     done.sort((a, b) => String(b.answeredAt || b.appliedAt || '').localeCompare(String(a.answeredAt || a.appliedAt || '')) || byPosition(a, b));
     return { open, done };
@@ -199,11 +202,19 @@ const Records = (() => {
     return result;
   }
 
-  // The list documents, each with its lines in order.
+  // The list documents, each with its lines in order. A list that opens with a heading is
+  // titled by it; any other by its file's name.
   function lists(files) {
     return files
       .filter((f) => collectionOf(f.zone || '', 'lists/active') && f.blocks.length)
-      .map((f) => ({ path: f.path, title: f.path.split('/').pop().replace(/\.[^.]+$/, ''), blocks: f.blocks }))
+      .map((f) => {
+        const [first, ...rest] = f.blocks;
+        if (first.kind === 'heading' && first.text.trim()) {
+          return { path: f.path, title: first.text.trim(), blocks: rest };
+        }
+        const name = f.path.split('/').pop().replace(/\.[^.]+$/, '').replace(/[-_]+/g, ' ');
+        return { path: f.path, title: name.charAt(0).toUpperCase() + name.slice(1), blocks: f.blocks };
+      })
       .sort((a, b) => a.title.localeCompare(b.title));
   }
 
