@@ -81,7 +81,10 @@ QUrl appUrl(const QUrl& databaseUrl) {
 }
 
 QString bundledFolder() {
-    return BundleInfo::main().resourcesFolder() + QStringLiteral("/companion");
+    // Someone working on the app points the application at their copy and restarts it.
+    const QString working = qEnvironmentVariable("MNEMORA_COMPANION_DIR");
+    return working.isEmpty() ? BundleInfo::main().resourcesFolder() + QStringLiteral("/companion")
+                             : working;
 }
 
 QCoro::Task<Expected<Outcome>> publish(CouchRecordStore& store, QString folder) {

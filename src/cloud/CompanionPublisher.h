@@ -32,7 +32,8 @@ Expected<AppFiles> read(const QString& folder);
 // The page a phone opens: `{database}/_design/companion/index.html`.
 QUrl appUrl(const QUrl& databaseUrl);
 
-// The app's files in the bundle: `{Resources}/companion`.
+// The app's files in the bundle, `{Resources}/companion`, or the folder MNEMORA_COMPANION_DIR
+// names.
 QString bundledFolder();
 
 enum class Outcome { published, unchanged };
