@@ -258,9 +258,9 @@
     return el('div', { class: 'ledger' },
       el('h3', { class: 'section' }, 'Ledger'),
       el('p', { class: 'counts' },
-        el('span', { class: 'found' }, counts.found + ' with a document'),
-        el('span', { class: 'working' }, counts.working + ' still looking'),
-        el('span', { class: 'asking' }, counts.asking + ' asking')),
+        counts.found ? el('span', { class: 'found' }, counts.found + ' with a document') : null,
+        counts.working ? el('span', { class: 'working' }, counts.working + ' still looking') : null,
+        counts.asking ? el('span', { class: 'asking' }, counts.asking + ' asking') : null),
       el('ul', { class: 'rows' }, rows.map((r) =>
         el('li', { class: r.state },
           el('span', { class: 'date' }, Records.shortDate(r.date)),

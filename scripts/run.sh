@@ -56,10 +56,12 @@ if [ ! -e "$period" ]; then
 fi
 
 # The record store, in a session of its own so that Ctrl-C reaches Tallo first; stopped on exit.
+# It keeps its data in memory (the pinned server has no native storage modules): each run starts
+# with an empty store, which the desktop fills again from its files.
 port=${COMPANION_PORT:-5984}
 mkdir -p "$scratch/recordstore"
 (cd "$scratch/recordstore" && exec setsid "$root/tools/node_modules/.bin/pouchdb-server" \
-  --host 127.0.0.1 --port "$port" --dir "$scratch/recordstore" --no-stdout-logs \
+  --host 127.0.0.1 --port "$port" --in-memory --no-stdout-logs \
   > "$scratch/recordstore/server.log" 2>&1) &
 store_pid=$!
 trap 'kill -TERM -- "-$store_pid" 2>/dev/null || kill -TERM "$store_pid" 2>/dev/null || true' EXIT
