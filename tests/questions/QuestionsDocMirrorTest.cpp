@@ -428,16 +428,27 @@ TEST(QuestionsDocRegeneration, OpenCardsFollowTheQueryAndKeepTheirPlaceClosedOne
                   .level = 2,
                   .text = "Asked",
                   .position = core::FractionalIndex("g")};
-    const QList<Question> open{
-        {.slug = "a", .text = "A?"}, {.slug = "new", .text = "New?"}, {.slug = "b", .text = "B?"}};
+    // Answered on the phone, by words or by a clip, and still open in the index.
+    Block typed = card("t", QuestionCardStatus::answered, "T?");
+    typed.answer = "Yes";
+    typed.position = core::FractionalIndex("j");
+    Block spoken = card("s", QuestionCardStatus::answered, "S?");
+    spoken.audioAssetRef = "s.m4a";
+    spoken.position = core::FractionalIndex("k");
+    const QList<Question> open{{.slug = "a", .text = "A?"},
+                               {.slug = "t", .text = "T?"},
+                               {.slug = "new", .text = "New?"},
+                               {.slug = "s", .text = "S?"},
+                               {.slug = "b", .text = "B?"}};
     const std::string text =
-        QuestionsDocRegeneration::regenerate({b, a, closed, heading}, open, {}, {});
+        QuestionsDocRegeneration::regenerate({b, a, closed, heading, typed, spoken}, open, {}, {});
     const std::vector<Block> blocks = core::MarkdownCodec::parse(text);
     std::vector<std::string> order;
     for (const Block& block : blocks) {
         order.push_back(block.questionID.value_or(block.text));
     }
-    EXPECT_EQ(order, (std::vector<std::string>{"a", "new", "b", "Asked", "c"}));
+    EXPECT_EQ(order, (std::vector<std::string>{"a", "new", "b", "Asked", "c", "t", "s"}));
+    EXPECT_EQ(blocks[5].questionStatus, QuestionCardStatus::answered);
 
     const Block fresh = QuestionsDocRegeneration::newCard(open[1], a.position);
     EXPECT_GT(fresh.position, a.position);
