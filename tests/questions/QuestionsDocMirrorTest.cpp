@@ -290,6 +290,33 @@ TEST_F(QuestionsDocMirrorTest, ATypedAnswerReachesTheQuestionFileOnce) {
     EXPECT_EQ(requests("/transcribe-file/stream"), 0);
 }
 
+TEST_F(QuestionsDocMirrorTest, AnAnswerTheBridgeWritesWhileATickWaitsIsNotOverwritten) {
+    const QString file = question("q1", "open", "2026-11-10T08:00:00Z");
+    startMirror();
+    question("q2", "open", "2026-11-12T08:00:00Z");
+
+    // The tick has read the document and waits for the index; meanwhile the phone's answer
+    // arrives in the file.
+    QCoro::Task<> ticking = mirror.tick();
+    Block answered = cardOf("q1", QuestionCardStatus::open);
+    answered.questionStatus = QuestionCardStatus::answered;
+    answered.answer = "Yes";
+    writeDocument({answered});
+    const QByteArray phone = TestEnvironment::readFile(inbox);
+    runTask(std::move(ticking));
+    EXPECT_EQ(TestEnvironment::readFile(inbox), phone);
+    EXPECT_EQ(requests("/docs/write"), 1);
+    EXPECT_EQ(logged().last(),
+              kLog + "questions/inbox.md changed while the tick ran — it is read again next tick");
+
+    runTask(mirror.tick());
+    EXPECT_EQ(cardOf("q1").answer, "Yes");
+    EXPECT_EQ(cardOf("q1").appliedAt, "2026-11-20T10:00:00Z");
+    EXPECT_TRUE(TestEnvironment::readFile(file).contains("status: answered\n"));
+    ASSERT_FALSE(readDocument().empty());
+    EXPECT_EQ(readDocument().front().questionID, "q2");
+}
+
 TEST_F(QuestionsDocMirrorTest, AnAnswerToAClosedFileRepairsTheCardAndLeavesTheFile) {
     const struct {
         const char* slug;
