@@ -9,6 +9,7 @@ ColumnLayout {
     required property var values // url, qrSize, qrModules
 
     spacing: 6
+    onValuesChanged: code.requestPaint()
 
     SectionHeading {
         text: "Phone companion"
@@ -27,7 +28,7 @@ ColumnLayout {
         Layout.fillWidth: true
         readOnly: true
         selectByMouse: true
-        text: link.values.url
+        text: link.values.url || ""
         Accessible.name: "Phone companion address"
     }
 
@@ -44,12 +45,14 @@ ColumnLayout {
         Accessible.name: "QR code of the phone companion address"
 
         Canvas {
+            id: code
+
             anchors.fill: parent
             anchors.margins: parent.cell * 4
             onPaint: {
                 const context = getContext("2d")
-                const size = link.values.qrSize
-                const dark = link.values.qrModules
+                const size = link.values.qrSize || 0
+                const dark = link.values.qrModules || []
                 const cell = parent.cell
                 context.reset()
                 context.fillStyle = "black"
