@@ -119,6 +119,11 @@ std::string SyncedDocEngine::applyRemoteOps(const std::string& zone, const std::
     return MarkdownCodec::serialize(blocks);
 }
 
+void SyncedDocEngine::restore(const std::string& zone, const std::string& docPath,
+                              const std::vector<Block>& blocks) {
+    store_.saveBlocks(zone, docPath, blocks);
+}
+
 std::string SyncedDocEngine::serialize(const std::string& docPath) {
     return MarkdownCodec::serialize(store_.loadBlocks(docPath));
 }

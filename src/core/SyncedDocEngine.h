@@ -46,6 +46,11 @@ public:
     std::string applyRemoteOps(const std::string& zone, const std::string& docPath,
                                const std::vector<BlockOp>& ops, std::vector<BlockRepair>& repairs);
 
+    // Puts back a document as `blocks(zone, docPath)` gave it earlier, undoing the changes made
+    // since; for a caller whose write of those changes did not happen.
+    void restore(const std::string& zone, const std::string& docPath,
+                 const std::vector<Block>& blocks);
+
     // The file text of the stored document (zone "").
     std::string serialize(const std::string& docPath);
 

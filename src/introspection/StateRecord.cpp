@@ -7,6 +7,7 @@
 #include "daemon/DaemonProcess.h"
 #include "daemon/DaemonService.h"
 #include "registry/DatabaseService.h"
+#include "sync/ConflictsFile.h"
 
 namespace mnemora::StateRecord {
 
@@ -103,6 +104,12 @@ HttpResponse answer(const WindowContext& context, const std::optional<QString>& 
     const QJsonArray questions = context.database ? openQuestions(*context.database) : QJsonArray();
     record.insert(QStringLiteral("open_question_count"), questions.size());
     record.insert(QStringLiteral("open_questions"), questions);
+    // Block versions that lost a sync conflict and were not yet shown, as the shell's line says.
+    if (vaultPath || context.config) {
+        const QString vaultRoot = vaultPath ? *vaultPath : context.config->vaultRoot();
+        record.insert(QStringLiteral("kept_conflicts"),
+                      ConflictsFile(ConflictsFile::pathIn(vaultRoot)).unreviewed());
+    }
     record.insert(QStringLiteral("daemon"),
                   context.daemon ? QJsonValue(daemon(*context.daemon)) : QJsonValue());
     record.insert(QStringLiteral("daemon_process"),

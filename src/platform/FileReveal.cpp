@@ -39,4 +39,8 @@ void reveal(const QString& path) {
                      });
 }
 
+void open(const QString& path) {
+    QProcess::startDetached(QStringLiteral("xdg-open"), {path});
+}
+
 } // namespace mnemora::FileReveal

@@ -9,4 +9,8 @@ namespace mnemora::FileReveal {
 // Returns at once; the file manager comes up on its own.
 void reveal(const QString& path);
 
+// Opens a file in the desktop's application for its type (a text file in the desktop's editor)
+// through `xdg-open`. Returns at once.
+void open(const QString& path);
+
 } // namespace mnemora::FileReveal

@@ -8,9 +8,11 @@
 #include "cloud/SyncedDocCollectionMapping.h"
 #include "cloud/SyncedDocDocumentMapping.h"
 #include "cloud/SyncedDocZone.h"
+#include "core/MarkdownCodec.h"
 #include "core/SyncedDocOptIn.h"
 #include "daemon/DaemonEndpoints.h"
 #include "platform/Paths.h"
+#include "sync/RepairLog.h"
 #include "sync/SyncedDocsFileWatcher.h"
 
 #include <QDir>
@@ -32,8 +34,18 @@ QString q(const std::string& text) {
     return QString::fromStdString(text);
 }
 
+const QString kOtherSide = QStringLiteral("the phone");
+
 QCoro::Task<> nothing() {
     co_return;
+}
+
+std::optional<QByteArray> readFile(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        return std::nullopt;
+    }
+    return file.readAll();
 }
 
 // "[\"edit\": 1, \"keep\": 999]": the operations of one change counted by their word.
@@ -89,6 +101,7 @@ void SyncedDocsBridgeService::start(const QString& notesRoot) {
     }
     log(QStringLiteral("started (notesRoot=%1)").arg(notesRoot));
     notesRoot_ = notesRoot;
+    conflicts_.emplace(ConflictsFile::pathIn(QFileInfo(notesRoot).absolutePath()));
     if (!store_) {
         log(QStringLiteral("no record store for this brand; sync disabled"));
         return;
@@ -243,20 +256,29 @@ void SyncedDocsBridgeService::handleFileChange(const QString& filePath) {
     if (!notesRoot_ || !syncEngine_) {
         return;
     }
+    const QString docPath = QDir(*notesRoot_).relativeFilePath(filePath);
+    if (writesOnTheWay_.contains(docPath)) {
+        // The sidecar already holds a fetched change that the file does not have yet: read now,
+        // the file would undo it on the server. The write reads the file again before and after.
+        return;
+    }
     QFile file(filePath);
     if (!file.open(QIODevice::ReadOnly)) {
         // A deleted file changes nothing on the server until it comes back.
         return;
     }
-    const std::string contents = file.readAll().toStdString();
-    const QString docPath = QDir(*notesRoot_).relativeFilePath(filePath);
+    applyFileContents(docPath, file.readAll().toStdString());
+}
+
+std::optional<core::SyncedDocApplyResult>
+SyncedDocsBridgeService::applyFileContents(const QString& docPath, const std::string& contents) {
     const std::string path = docPath.toStdString();
     if (!core::SyncedDocOptIn::shouldSync(path, contents, collections_)) {
-        return;
+        return std::nullopt;
     }
     const std::optional<core::SyncedDocCollectionConfig> collection = collectionFor(docPath);
     if (!collection) {
-        return;
+        return std::nullopt;
     }
     core::SyncedDocApplyResult result;
     try {
@@ -264,13 +286,14 @@ void SyncedDocsBridgeService::handleFileChange(const QString& filePath) {
     } catch (const std::exception& error) {
         log(QStringLiteral("applyFileChange failed for %1: %2")
                 .arg(docPath, QString::fromUtf8(error.what())));
-        return;
+        return std::nullopt;
     }
     for (const auto& degradation : result.degradations) {
         log(QStringLiteral("DEGRADED %1 line in %2 → .text: %3 | %4")
                 .arg(q(std::string(core::wireWord(degradation.claimedKind))), docPath,
                      q(degradation.reason), q(degradation.linePreview)));
     }
+    RepairLog::write(log_, docPath, result.repairs);
     const QString zone = zoneFor(*collection);
     for (const core::BlockOp& op : result.ops) {
         if (const core::Block* block = op.blockIfAny()) {
@@ -284,12 +307,12 @@ void SyncedDocsBridgeService::handleFileChange(const QString& filePath) {
     log(QStringLiteral("applyFileChange %1: ops=%2 -> %3 pending changes")
             .arg(docPath, countOps(result.ops))
             .arg(pending.size()));
-    if (pending.isEmpty()) {
-        return;
+    if (!pending.isEmpty()) {
+        registerDocument(docPath, *collection);
+        addSave(SyncedDocDocumentMapping::recordID(docPath, zone));
+        syncEngine_->state().add(pending);
     }
-    registerDocument(docPath, *collection);
-    addSave(SyncedDocDocumentMapping::recordID(docPath, zone));
-    syncEngine_->state().add(pending);
+    return result;
 }
 
 bool SyncedDocsBridgeService::recoverSource(const RecordID& id, const QString& reason) {
@@ -445,42 +468,195 @@ void SyncedDocsBridgeService::applyFetched(const SyncEvent::FetchedRecordZoneCha
         deleted[found->second.docPath] << deletion;
         recordCache_.erase(found);
     }
-    std::vector<std::pair<QString, QString>> texts;
+    std::vector<IncomingDocument> documents;
     for (const QString& docPath : std::as_const(order)) {
-        const std::vector<core::BlockOp> ops =
-            FetchedRecordZoneChangesTranslator::translate(modified[docPath], deleted[docPath]);
-        if (ops.empty()) {
+        IncomingDocument incoming{docPath, {}, {}};
+        incoming.ops = FetchedRecordZoneChangesTranslator::translate(
+            modified[docPath], deleted[docPath], incoming.repairs);
+        if (incoming.ops.empty()) {
+            RepairLog::write(log_, docPath, incoming.repairs);
             continue;
         }
+        writesOnTheWay_.insert(docPath);
+        documents.push_back(std::move(incoming));
+    }
+    if (documents.empty()) {
+        return;
+    }
+    incoming_.push_back(std::move(documents));
+    if (!applyingIncoming_) {
+        applyIncoming(); // runs on by itself with a guard of this bridge
+    }
+}
+
+QCoro::Task<> SyncedDocsBridgeService::applyIncoming() {
+    QPointer<SyncedDocsBridgeService> self(this);
+    applyingIncoming_ = true;
+    while (!self->incoming_.empty()) {
+        std::vector<IncomingDocument> batch = std::move(self->incoming_.front());
+        self->incoming_.pop_front();
+        // A fetch's documents all go into the sidecar at once, then to their files in turn.
+        std::vector<std::pair<IncomingDocument, PreparedWrite>> writes;
+        for (IncomingDocument& incoming : batch) {
+            if (std::optional<PreparedWrite> write = self->prepareWrite(incoming, {})) {
+                writes.emplace_back(std::move(incoming), std::move(*write));
+            } else {
+                self->writesOnTheWay_.erase(self->writesOnTheWay_.find(incoming.docPath));
+            }
+        }
+        QStringList written;
+        for (auto& [incoming, write] : writes) {
+            written << incoming.docPath;
+            QCoro::Task<> writing = self->writeDocument(std::move(incoming), std::move(write));
+            co_await writing;
+            if (!self) {
+                co_return;
+            }
+        }
+        emit self->remoteChangesApplied(written);
+    }
+    self->applyingIncoming_ = false;
+}
+
+bool SyncedDocsBridgeService::hasPendingSave(const QString& docPath,
+                                             const core::BlockID& id) const {
+    const std::optional<core::SyncedDocCollectionConfig> collection = collectionFor(docPath);
+    if (!collection || !syncEngine_) {
+        return false;
+    }
+    const RecordID recordID{zoneFor(*collection), q(id.rawValue)};
+    const QList<PendingRecordZoneChange> pending = syncEngine_->state().pendingRecordZoneChanges();
+    return std::any_of(pending.begin(), pending.end(), [&](const PendingRecordZoneChange& change) {
+        return change.kind == PendingRecordZoneChange::Kind::saveRecord &&
+               change.recordID == recordID;
+    });
+}
+
+std::optional<SyncedDocsBridgeService::PreparedWrite>
+SyncedDocsBridgeService::prepareWrite(const IncomingDocument& incoming,
+                                      std::unordered_set<core::BlockID> editedAtDesk) {
+    const QString& docPath = incoming.docPath;
+    const std::string path = docPath.toStdString();
+    PreparedWrite write;
+    write.editedAtDesk = std::move(editedAtDesk);
+    write.fileSeen = readFile(QDir(*notesRoot_).filePath(docPath));
+    try {
+        // The fetched change replaces the whole block in the sidecar and the file. A save at the
+        // desk that the watcher has not reported yet would be written over, unseen: read it first,
+        // so that edits to other blocks meet without conflict and the desk's edit of a block
+        // stands over the phone's, whose text goes to the conflicts file.
+        if (write.fileSeen && write.fileSeen->toStdString() != engine_.serialize(path)) {
+            if (const auto read = applyFileContents(docPath, write.fileSeen->toStdString())) {
+                for (const core::BlockOp& op : read->ops) {
+                    if (op.kind() != core::BlockOp::Kind::keep) {
+                        write.editedAtDesk.insert(op.id());
+                    }
+                }
+            }
+        }
+        write.before = engine_.blocks("", path);
+        std::unordered_map<core::BlockID, const core::Block*> ours;
+        for (const core::Block& block : write.before) {
+            ours.emplace(block.id, &block);
+        }
+        std::vector<core::BlockOp> ops;
+        for (const core::BlockOp& op : incoming.ops) {
+            const core::Block* theirs = op.blockIfAny();
+            const auto found = ours.find(op.id());
+            const core::Block* mine = found == ours.end() ? nullptr : found->second;
+            if (write.editedAtDesk.contains(op.id())) {
+                if (theirs && (!mine || !mine->hasSameContent(*theirs))) {
+                    write.lost.push_back(lostEdit(docPath, *theirs, true));
+                }
+                continue;
+            }
+            // A save of the desk's still on its way loses to the phone's newer change: the
+            // fetched change goes in, and the desk's version is kept aside.
+            if (mine && (!theirs || !mine->hasSameContent(*theirs)) &&
+                hasPendingSave(docPath, op.id())) {
+                write.lost.push_back(lostEdit(docPath, *mine, false));
+            }
+            ops.push_back(op);
+        }
+        write.text = q(engine_.applyRemoteOps("", path, ops, write.repairs));
+    } catch (const std::exception& error) {
+        log(QStringLiteral("applyRemoteOps/write failed for %1: %2")
+                .arg(docPath, QString::fromUtf8(error.what())));
+        return std::nullopt;
+    }
+    return write;
+}
+
+ConflictsFile::LostEdit SyncedDocsBridgeService::lostEdit(const QString& docPath,
+                                                          const core::Block& block,
+                                                          bool phoneLost) const {
+    return ConflictsFile::LostEdit{timing_.now(), docPath, kOtherSide, phoneLost,
+                                   q(core::MarkdownCodec::serializeLine(block))};
+}
+
+void SyncedDocsBridgeService::keepLost(const QString& docPath,
+                                       const std::vector<ConflictsFile::LostEdit>& lost) {
+    if (lost.empty() || !conflicts_) {
+        return;
+    }
+    const Expected<void> kept = conflicts_->append(lost);
+    for (const ConflictsFile::LostEdit& edit : lost) {
+        const QString side = edit.otherSideLost ? QStringLiteral("the phone's version")
+                                                : QStringLiteral("this desktop's version");
+        log(kept.ok() ? QStringLiteral("conflict in %1: %2 lost, kept in %3: %4")
+                            .arg(docPath, side, conflicts_->path(), edit.text)
+                      : QStringLiteral("conflict in %1: %2 lost, NOT kept (%3): %4")
+                            .arg(docPath, side, kept.error(), edit.text));
+    }
+}
+
+QCoro::Task<> SyncedDocsBridgeService::writeDocument(IncomingDocument incoming,
+                                                     PreparedWrite write) {
+    QPointer<SyncedDocsBridgeService> self(this);
+    const QString docPath = incoming.docPath;
+    const QString filePath = QDir(*notesRoot_).filePath(docPath);
+    if (readFile(filePath) != write.fileSeen) {
+        // Saved again since it was read: the step runs once more on the new text, still keeping
+        // the desk's edits of the first reading. That second reading and its write are one turn.
+        log(QStringLiteral("%1 changed while a fetched change was on its way; applying it again")
+                .arg(docPath));
+        std::optional<PreparedWrite> again;
         try {
-            texts.emplace_back(docPath, q(engine_.applyRemoteOps("", docPath.toStdString(), ops)));
+            engine_.restore("", docPath.toStdString(), write.before);
+            again = prepareWrite(incoming, write.editedAtDesk);
         } catch (const std::exception& error) {
             log(QStringLiteral("applyRemoteOps/write failed for %1: %2")
                     .arg(docPath, QString::fromUtf8(error.what())));
         }
-    }
-    if (!texts.empty()) {
-        writeDocuments(std::move(texts)); // runs on by itself with a guard of this bridge
-    }
-}
-
-QCoro::Task<>
-SyncedDocsBridgeService::writeDocuments(std::vector<std::pair<QString, QString>> texts) {
-    QPointer<SyncedDocsBridgeService> self(this);
-    QStringList written;
-    for (const auto& [docPath, text] : texts) {
-        QCoro::Task<Expected<void>> writing = DaemonEndpoints::writeDoc(daemon_, docPath, text);
-        const Expected<void> outcome = co_await writing;
-        if (!self) {
+        if (!again) {
+            writesOnTheWay_.erase(writesOnTheWay_.find(docPath));
             co_return;
         }
-        if (!outcome.ok()) {
-            self->log(QStringLiteral("applyRemoteOps/write failed for %1: %2")
-                          .arg(docPath, outcome.error()));
-        }
-        written << docPath;
+        write = std::move(*again);
     }
-    emit self->remoteChangesApplied(written);
+    std::vector<core::BlockRepair> repairs = std::move(incoming.repairs);
+    repairs.insert(repairs.end(), write.repairs.begin(), write.repairs.end());
+    RepairLog::write(log_, docPath, repairs);
+    keepLost(docPath, write.lost);
+    QCoro::Task<Expected<void>> writing = DaemonEndpoints::writeDoc(daemon_, docPath, write.text);
+    const Expected<void> outcome = co_await writing;
+    if (!self) {
+        co_return;
+    }
+    self->writesOnTheWay_.erase(self->writesOnTheWay_.find(docPath));
+    if (!outcome.ok()) {
+        self->log(
+            QStringLiteral("applyRemoteOps/write failed for %1: %2").arg(docPath, outcome.error()));
+        // The file keeps what it had; read against the fetched change, it would undo that
+        // change on the server. The sidecar goes back to the file's picture instead.
+        try {
+            self->engine_.restore("", docPath.toStdString(), write.before);
+        } catch (const std::exception&) {
+        }
+        co_return;
+    }
+    // A save made while the daemon wrote is read like any other.
+    self->handleFileChange(filePath);
 }
 
 QCoro::Task<> SyncedDocsBridgeService::saveVoiceAnswer(Record record) {
@@ -558,8 +734,13 @@ void SyncedDocsBridgeService::retryFailedSave(const SyncEvent::FailedRecordSave&
             return;
         }
         // The desktop's content goes onto the server's version, field by field, so the next
-        // save carries the server's tag and wins.
+        // save carries the server's tag and wins. What the other side had saved is kept aside.
         if (const auto found = recordCache_.find(id); found != recordCache_.end()) {
+            const std::optional<core::Block> theirs =
+                BlockRecordMapping::block(*failed.error.serverRecord);
+            if (theirs && !theirs->hasSameContent(found->second.block)) {
+                keepLost(found->second.docPath, {lostEdit(found->second.docPath, *theirs, true)});
+            }
             found->second.record = failed.error.serverRecord;
         } else {
             auxRecordCache_.at(id).record = failed.error.serverRecord;

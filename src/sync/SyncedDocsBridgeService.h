@@ -7,6 +7,7 @@
 #include "core/SyncedDocCollectionConfig.h"
 #include "core/SyncedDocEngine.h"
 #include "core/SyncedDocType.h"
+#include "sync/ConflictsFile.h"
 #include "sync/SyncLog.h"
 
 #include <QDateTime>
@@ -18,10 +19,13 @@
 #include <QCoroTask>
 
 #include <chrono>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
+#include <unordered_set>
 #include <variant>
 #include <vector>
 
@@ -37,7 +41,9 @@ class UserDefaults;
 // keeps the last server version of each record it knows (a conflict needs it), rebuilds the
 // server from the sidecar when the sync engine's state was lost, and forces a send when changes
 // sit queued with no send under way. Nothing of sync reaches the screens: it all goes to the sync
-// log, and a failure is retried at the next file change or the next periodic fetch. Main thread.
+// log, and a failure is retried at the next file change or the next periodic fetch. Nothing typed
+// on either side is lost without a trace: a version of a block that loses a conflict goes to the
+// vault's conflicts file (ConflictsFile). Main thread.
 class SyncedDocsBridgeService : public QObject, public RecordSyncEngineDelegate {
     Q_OBJECT
 
@@ -115,6 +121,8 @@ public:
     RecordSyncEngine* syncEngine() const { return syncEngine_; }
     const std::optional<QString>& notesRoot() const { return notesRoot_; }
     const std::map<RecordID, CachedBlock>& recordCache() const { return recordCache_; }
+    // `{vault}/.mnemora/conflicts.md`, the vault being the Notes folder's parent; set by start().
+    const std::optional<ConflictsFile>& conflicts() const { return conflicts_; }
 
     // The pure rule of the watchdog: given the number of pending changes and `now`, updates
     // `pendingSince` and says whether a send must be forced now (setting `lastForcedSend`).
@@ -137,6 +145,22 @@ signals:
     void remoteChangesApplied(const QStringList& docPaths);
 
 private:
+    // The fetched operations of one document, waiting for their turn to reach its file.
+    struct IncomingDocument {
+        QString docPath;
+        std::vector<core::BlockOp> ops;
+        std::vector<core::BlockRepair> repairs; // of the translation, logged once written
+    };
+    // A fetched change applied to the sidecar, with what its write needs.
+    struct PreparedWrite {
+        QString text;                                   // for the file
+        std::optional<QByteArray> fileSeen;             // the file as read before; none if missing
+        std::vector<core::Block> before;                // the sidecar's document before the ops
+        std::unordered_set<core::BlockID> editedAtDesk; // blocks the unread file edit changed
+        std::vector<ConflictsFile::LostEdit> lost;
+        std::vector<core::BlockRepair> repairs;
+    };
+
     void log(const QString& message) const;
     void registerCollections();
     void repair(bool stateRestored);
@@ -149,12 +173,21 @@ private:
     std::optional<Record> recordFor(const RecordID& id, const QString& reason);
     bool recoverSource(const RecordID& id, const QString& reason);
     void storeState(const QByteArray& json);
+    std::optional<core::SyncedDocApplyResult> applyFileContents(const QString& docPath,
+                                                                const std::string& contents);
     void applyFetched(const SyncEvent::FetchedRecordZoneChanges& changes);
+    std::optional<PreparedWrite> prepareWrite(const IncomingDocument& incoming,
+                                              std::unordered_set<core::BlockID> editedAtDesk);
+    ConflictsFile::LostEdit lostEdit(const QString& docPath, const core::Block& block,
+                                     bool phoneLost) const;
+    void keepLost(const QString& docPath, const std::vector<ConflictsFile::LostEdit>& lost);
+    bool hasPendingSave(const QString& docPath, const core::BlockID& id) const;
     void applySent(const SyncEvent::SentRecordZoneChanges& sent);
     void retryFailedSave(const SyncEvent::FailedRecordSave& failed);
     QCoro::Task<> periodicPass();
     QCoro::Task<> forceSend(qsizetype pending, qint64 seconds);
-    QCoro::Task<> writeDocuments(std::vector<std::pair<QString, QString>> texts);
+    QCoro::Task<> applyIncoming();
+    QCoro::Task<> writeDocument(IncomingDocument incoming, PreparedWrite prepared);
     QCoro::Task<> saveVoiceAnswer(Record record);
 
     core::SyncedDocEngine& engine_;
@@ -173,6 +206,12 @@ private:
     WatchdogState watchdog_;
     std::map<RecordID, CachedBlock> recordCache_;
     std::map<RecordID, CachedAuxRecord> auxRecordCache_;
+    std::optional<ConflictsFile> conflicts_;
+    // Fetched changes in order of arrival, applied one document at a time, and the documents
+    // that have some on the way: their file is not what the sidecar holds until the write.
+    std::deque<std::vector<IncomingDocument>> incoming_;
+    std::multiset<QString> writesOnTheWay_;
+    bool applyingIncoming_ = false;
 };
 
 } // namespace mnemora

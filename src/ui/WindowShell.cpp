@@ -1,6 +1,7 @@
 #include "ui/WindowShell.h"
 
 #include "app/AppStateStore.h"
+#include "app/ConfigService.h"
 #include "daemon/DaemonProcess.h"
 #include "daemon/DaemonService.h"
 #include "daemon/ProcessingStore.h"
@@ -9,6 +10,7 @@
 #include "runtime/VaultWindowModel.h"
 #include "setup/FirstRunView.h"
 #include "ui/CommandBarModel.h"
+#include "ui/ConflictsNotice.h"
 #include "ui/FirstRunWiring.h"
 #include "ui/HomeModel.h"
 #include "ui/IntegrationsModel.h"
@@ -79,7 +81,9 @@ WindowShell::WindowShell(const WindowServices& services, VaultWindowModel* vault
     : QObject(parent)
     , services_(services)
     , vaultWindow_(vaultWindow)
-    , commandBar_(new CommandBarModel(services, this)) {
+    , commandBar_(new CommandBarModel(services, this))
+    , conflicts_(
+          new ConflictsNotice(services.vaultRoot.value_or(services.config->vaultRoot()), this)) {
     buildScreens();
     if (!vaultWindow) {
         firstRun_ = FirstRunWiring::make(services, this);
@@ -99,6 +103,9 @@ WindowShell::WindowShell(const WindowServices& services, VaultWindowModel* vault
     connect(state, &AppStateStore::requestTimelineSearchFocusChanged, this,
             &WindowShell::consumeTimelineSearchFocus);
     connect(services.daemon, &DaemonService::statusChanged, this, &WindowShell::daemonChanged);
+    connect(services.config, &ConfigService::configChanged, this, [this] {
+        conflicts_->setVaultRoot(services_.vaultRoot.value_or(services_.config->vaultRoot()));
+    });
     connect(services.daemonProcess, &DaemonProcess::modeChanged, this, &WindowShell::daemonChanged);
 
     QPointer<WindowShell> self(this);
@@ -116,6 +123,10 @@ WindowShell::WindowShell(const WindowServices& services, VaultWindowModel* vault
         });
     }
     activateSelection();
+}
+
+QObject* WindowShell::conflictsObject() const {
+    return conflicts_;
 }
 
 void WindowShell::servePending() {

@@ -14,6 +14,7 @@
 namespace mnemora {
 
 class CommandBarModel;
+class ConflictsNotice;
 class FirstRunView;
 class ScreenModel;
 class VaultWindowModel;
@@ -41,6 +42,8 @@ class WindowShell : public QObject {
     Q_PROPERTY(QObject* migrationGate READ migrationGate CONSTANT)
     // The primary window's first run; null in a vault window.
     Q_PROPERTY(QObject* firstRun READ firstRunObject CONSTANT)
+    // The line about sync conflicts of the window's vault.
+    Q_PROPERTY(QObject* conflicts READ conflictsObject CONSTANT)
 
 public:
     // `vaultWindow` is the vault window's start-up model; none for the primary window.
@@ -70,6 +73,8 @@ public:
     QObject* migrationGate() const;
     FirstRunView* firstRun() const { return firstRun_; }
     QObject* firstRunObject() const;
+    ConflictsNotice& conflicts() const { return *conflicts_; }
+    QObject* conflictsObject() const;
 
     // Serves the requests made before anyone listened; called once the owner is connected.
     void servePending();
@@ -103,6 +108,7 @@ private:
     CommandBarModel* commandBar_ = nullptr;
     QMap<SidebarItem, ScreenModel*> screens_;
     FirstRunView* firstRun_ = nullptr;
+    ConflictsNotice* conflicts_ = nullptr;
 };
 
 } // namespace mnemora

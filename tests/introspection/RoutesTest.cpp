@@ -16,6 +16,7 @@
 #include "support/EventLoop.h"
 #include "support/QtPrinters.h"
 #include "support/TestEnvironment.h"
+#include "sync/ConflictsFile.h"
 #include "ui/DesktopShell.h"
 #include "ui/UiFixture.h"
 
@@ -62,6 +63,12 @@ TEST_F(Routes, StateOfThePrimaryAndOfAVaultWindow) {
     EXPECT_EQ(primary.value("bundle"), "ai.mnemora");
     EXPECT_EQ(primary.value("open_question_count"), 2);
     EXPECT_EQ(primary.value("introspection_port"), port);
+    EXPECT_EQ(primary.value("kept_conflicts"), 0);
+    ASSERT_TRUE(ConflictsFile(ConflictsFile::pathIn(fixture.vault()))
+                    .append({{QDateTime::currentDateTimeUtc(), "lists/active/a.md", "the phone",
+                              true, "- [ ] oat milk"}})
+                    .ok());
+    EXPECT_EQ(stateOf().value("kept_conflicts"), 1);
     EXPECT_EQ(primary.value("daemon").toObject().value("pending_items"), 12);
     EXPECT_EQ(primary.value("windows").toObject(),
               (QJsonObject{{"command_bar_visible", false}, {"overlay_active", false}}));
@@ -78,6 +85,7 @@ TEST_F(Routes, StateOfThePrimaryAndOfAVaultWindow) {
     const QJsonObject vault = stateOf("?vault=" + QUrl::toPercentEncoding(path));
     EXPECT_EQ(vault.value("answered_for"), path);
     EXPECT_EQ(vault.value("open_question_count"), 0);
+    EXPECT_EQ(vault.value("kept_conflicts"), 0);
     EXPECT_EQ(stateOf("?window=Second").value("answered_for"), path);
 
     const ServerReply closed = get(port, "/state?vault=%2Fclosed");

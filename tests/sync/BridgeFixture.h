@@ -29,6 +29,24 @@ namespace mnemora::test {
 
 using namespace std::chrono_literals;
 
+inline const QString kDoc = QStringLiteral("lists/active/Groceries.md");
+
+inline QByteArray checklist(const QStringList& items) {
+    QByteArray text;
+    for (const QString& item : items) {
+        text += "- [ ] " + item.toUtf8() + '\n';
+    }
+    return text;
+}
+
+inline QStringList items(int count, const QString& word = QStringLiteral("item")) {
+    QStringList list;
+    for (int i = 1; i <= count; ++i) {
+        list << QStringLiteral("%1 %2").arg(word).arg(i);
+    }
+    return list;
+}
+
 // One desktop: a vault's Notes folder, its sidecar file, the engine and the bridge.
 struct Desktop {
     QString notes;
@@ -128,6 +146,21 @@ protected:
         return *desktops.back();
     }
 
+    // A started desktop with `lines` checklist items synced to the server: a block per line, and
+    // one for the empty rest after the last line break. `timing` replaces the fast one.
+    Desktop& syncedDesktop(int lines,
+                           std::optional<SyncedDocsBridgeService::Timing> timing = std::nullopt) {
+        Desktop& desktop = addDesktop();
+        if (timing) {
+            desktop.bridge->setTiming(*timing);
+        }
+        desktop.bridge->start(desktop.notes);
+        TestEnvironment::writeFile(desktop.filePath(kDoc), checklist(items(lines)));
+        desktop.bridge->handleFileChange(desktop.filePath(kDoc)); // the watcher may be slow
+        EXPECT_TRUE(waitUntil([&] { return blocks().size() == lines + 1 && desktop.idle(); }, 15s));
+        return desktop;
+    }
+
     // --- the phone's side: plain HTTP on the database ---
 
     QByteArray http(const QByteArray& method, const QUrl& url, const QByteArray& body = {}) {
@@ -197,6 +230,15 @@ protected:
                 .object();
         ASSERT_TRUE(answer.value(QStringLiteral("ok")).toBool())
             << QJsonDocument(answer).toJson().toStdString();
+    }
+    // The phone changes the text of the block whose text is `line`.
+    void phoneEdit(const QString& line, const QString& newText) {
+        QJsonObject doc = blockWithText(line);
+        ASSERT_FALSE(doc.isEmpty()) << line.toStdString();
+        QJsonObject fields = doc.value(QStringLiteral("fields")).toObject();
+        fields.insert(QStringLiteral("text"), newText);
+        doc.insert(QStringLiteral("fields"), fields);
+        phoneSave(doc);
     }
     void phoneDelete(const QJsonObject& doc) {
         QUrl url = documentUrl(doc.value(QStringLiteral("_id")).toString(), databaseUrl);

@@ -8,24 +8,6 @@
 namespace mnemora::test {
 namespace {
 
-const QString kDoc = QStringLiteral("lists/active/Groceries.md");
-
-QByteArray checklist(const QStringList& items) {
-    QByteArray text;
-    for (const QString& item : items) {
-        text += "- [ ] " + item.toUtf8() + '\n';
-    }
-    return text;
-}
-
-QStringList items(int count, const QString& word = QStringLiteral("item")) {
-    QStringList list;
-    for (int i = 1; i <= count; ++i) {
-        list << QStringLiteral("%1 %2").arg(word).arg(i);
-    }
-    return list;
-}
-
 QMap<QString, QString> revisions(const QMap<QString, QJsonObject>& docs) {
     QMap<QString, QString> revs;
     for (auto it = docs.begin(); it != docs.end(); ++it) {
@@ -34,18 +16,7 @@ QMap<QString, QString> revisions(const QMap<QString, QJsonObject>& docs) {
     return revs;
 }
 
-class BridgeTest : public BridgeFixture {
-protected:
-    // A started desktop with `lines` checklist items synced to the server: a block per line, and
-    // one for the empty rest after the last line break.
-    Desktop& syncedDesktop(int lines) {
-        Desktop& desktop = addDesktop();
-        desktop.bridge->start(desktop.notes);
-        TestEnvironment::writeFile(desktop.filePath(kDoc), checklist(items(lines)));
-        EXPECT_TRUE(waitUntil([&] { return blocks().size() == lines + 1 && desktop.idle(); }, 15s));
-        return desktop;
-    }
-};
+using BridgeTest = BridgeFixture;
 
 TEST_F(BridgeTest, ANewFileItsEditsAndItsDeletionReachTheServerAsTheyShould) {
     Desktop& desktop = syncedDesktop(5);

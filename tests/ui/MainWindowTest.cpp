@@ -12,7 +12,9 @@
 #include "support/EventLoop.h"
 #include "support/QtPrinters.h"
 #include "support/TestEnvironment.h"
+#include "sync/ConflictsFile.h"
 #include "ui/CommandBarModel.h"
+#include "ui/ConflictsNotice.h"
 #include "ui/DesktopShell.h"
 #include "ui/ScreenModel.h"
 #include "ui/UiFixture.h"
@@ -145,5 +147,46 @@ TEST(MainWindow, ADueMigrationHoldsTheWindowUnderTheWizardUntilItHasRun) {
     EXPECT_TRUE(findAccessible(window, "Backfill cloud identifiers"));
     click(window, findAccessible(window, "Restart indexing"));
     EXPECT_TRUE(waitUntil([&] { return !fixture.app().migrationGate().closed(); }));
+    EXPECT_EQ(warnings.lines(), QStringList());
+}
+
+TEST(MainWindow, KeptConflictsShowAQuietLineThatOpensThemInTheEditorOnce) {
+    WarningLog warnings;
+    UiFixture fixture(Brand::mnemora, true);
+    fixture.start();
+    QQuickWindow& window = fixture.window();
+    // The desktop's opener, as a person's desktop has it, noting what it was asked to open.
+    const QString bin = fixture.home() + "/bin";
+    TestEnvironment::writeFile(bin + "/xdg-open", "#!/bin/sh\nprintf '%s' \"$1\" > \"$0.args\"\n");
+    ASSERT_TRUE(QFile::setPermissions(bin + "/xdg-open", QFile::ReadOwner | QFile::ExeOwner));
+    const QByteArray path = qgetenv("PATH");
+    qputenv("PATH", bin.toUtf8() + ':' + path);
+
+    const ConflictsFile conflicts(ConflictsFile::pathIn(fixture.vault()));
+    const QDateTime now = QDateTime::currentDateTimeUtc();
+    ASSERT_TRUE(conflicts
+                    .append({{now, "lists/active/a.md", "the phone", true, "- [ ] oat milk"},
+                             {now, "lists/active/a.md", "the phone", false, "- [ ] eggs"}})
+                    .ok());
+    const QString two = "Kept 2 edits that lost a conflict — review";
+    QAccessibleInterface* line = nullptr;
+    ASSERT_TRUE(waitUntil([&] { return (line = findAccessible(window, two)); }));
+    if (const QString shots = qEnvironmentVariable("MNEMORA_SHOTS"); !shots.isEmpty()) {
+        fixture.grab().save(shots + "/conflicts-line.png");
+    }
+
+    click(window, line);
+    EXPECT_TRUE(waitUntil([&] {
+        return TestEnvironment::readFile(bin + "/xdg-open.args") == conflicts.path().toUtf8();
+    }));
+    EXPECT_TRUE(waitUntil([&] { return !findAccessible(window, two); }));
+    EXPECT_EQ(fixture.shell().conflicts().count(), 0);
+
+    // Only what came after the review counts.
+    ASSERT_TRUE(
+        conflicts.append({{now, "lists/active/a.md", "the phone", true, "- [ ] bread"}}).ok());
+    EXPECT_TRUE(waitUntil(
+        [&] { return findAccessible(window, "Kept 1 edits that lost a conflict — review"); }));
+    qputenv("PATH", path);
     EXPECT_EQ(warnings.lines(), QStringList());
 }

@@ -42,6 +42,14 @@ Pane {
             }
         }
 
+        ConflictsLine {
+            notice: sidebar.shell.conflicts
+            Layout.fillWidth: true
+            Layout.leftMargin: 12
+            Layout.rightMargin: 12
+            Layout.topMargin: 8
+        }
+
         DaemonFooter {
             shell: sidebar.shell
             Layout.fillWidth: true
