@@ -39,6 +39,8 @@ class WindowShell : public QObject {
     Q_PROPERTY(QObject* commandBar READ commandBarObject CONSTANT)
     // The primary window's migration gate; null in a vault window.
     Q_PROPERTY(QObject* migrationGate READ migrationGate CONSTANT)
+    // Tallo's window: the shell of its books, whose places the sidebar lists; null otherwise.
+    Q_PROPERTY(QObject* talloShell READ talloShell CONSTANT)
     // The primary window's first run; null in a vault window.
     Q_PROPERTY(QObject* firstRun READ firstRunObject CONSTANT)
 
@@ -70,6 +72,7 @@ public:
     QObject* migrationGate() const;
     FirstRunView* firstRun() const { return firstRun_; }
     QObject* firstRunObject() const;
+    QObject* talloShell() const;
 
     // Serves the requests made before anyone listened; called once the owner is connected.
     void servePending();
