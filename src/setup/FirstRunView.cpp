@@ -92,6 +92,18 @@ FirstRunView::FirstRunView(Brand brand, Services services, QObject* parent)
     , verify_(new VerifyService(this)) {
     verify_->setDaemon(services_.daemon);
     verify_->setVault(services_.vault);
+    if (!conversation()) {
+        naming_ = new IdentityNamingStep(services_.vault, this);
+        if (services_.config) {
+            naming_->takeFrom(*services_.config);
+        }
+    }
+    if (FirstRun::proofs(brand_).contains(Proof::photos)) {
+        photos_ = new PhotoAccess(services_.photoFolders.isEmpty() ? PhotoAccess::defaultFolders()
+                                                                   : services_.photoFolders,
+                                  this);
+        connect(photos_, &PhotoAccess::changed, this, &FirstRunView::photosChanged);
+    }
     connect(engine_, &EngineInstallWatcher::toolsChanged, this, &FirstRunView::evaluateGates);
     connect(verify_, &VerifyService::changed, this, &FirstRunView::evaluateGates);
     connect(verify_, &VerifyService::downloadChanged, this, &FirstRunView::changed);
@@ -670,7 +682,45 @@ bool FirstRunView::showsCorrectionHint() const {
     return readBackWait_ == FirstRun::ReadBackWait::failed;
 }
 
+void FirstRunView::requestPhotos() {
+    if (photos_) {
+        photos_->request();
+        photos_->watch(timings_.engineWatch);
+    }
+}
+
+void FirstRunView::openPhotoSettings() {
+    if (photos_) {
+        photos_->openSettings();
+        photos_->watch(timings_.engineWatch);
+    }
+}
+
+void FirstRunView::photosChanged() {
+    // Access mended after the photos' proof failed: prove it again rather than make the user.
+    if (photos_->state() == PhotoAccess::State::granted && checksStarted_ &&
+        verify_->result(VerifyService::Proof::photos) &&
+        !verify_->passed(VerifyService::Proof::photos)) {
+        retryChecks();
+    }
+    emit changed();
+}
+
 void FirstRunView::confirm() {
+    if (naming_ && services_.config) {
+        const Expected<void> named = naming_->write(*services_.config, now());
+        if (!named.ok()) {
+            actionError_ = named.error();
+            emit changed();
+            return;
+        }
+        services_.identity = naming_->identityId();
+        actionError_.clear();
+    }
+    finish();
+}
+
+void FirstRunView::finish() {
     // A correction is the user's own words on what was understood: it joins the answer on disk.
     if (held_ && held_->text && !correction_.trimmed().isEmpty()) {
         writeAnswered(*held_->text + QStringLiteral("\n\n") + correction_.trimmed());
@@ -750,7 +800,7 @@ void FirstRunView::command(const QString& word) {
         return; // only an inspection state opens the first run by itself
     }
     if (word == QLatin1String("finish")) {
-        confirm();
+        finish(); // ends the presentation as it stands, named or not
         return;
     }
     if (word == QLatin1String("restart")) {

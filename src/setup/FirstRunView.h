@@ -17,6 +17,8 @@
 #include "app/CancellableLoop.h"
 #include "setup/EngineInstallWatcher.h"
 #include "setup/FirstRun.h"
+#include "setup/IdentityNamingStep.h"
+#include "setup/PhotoAccess.h"
 #include "setup/VerifyService.h"
 
 namespace mnemora {
@@ -69,6 +71,11 @@ class FirstRunView : public QObject {
     Q_PROPERTY(QString reportResult READ reportResult NOTIFY changed)
     Q_PROPERTY(bool inspecting READ inspecting NOTIFY changed)
     Q_PROPERTY(QObject* verify READ verifyObject CONSTANT)
+    // The naming of the library's identity, on the gates' screen of the brands without the
+    // conversation; null for Tallo.
+    Q_PROPERTY(QObject* naming READ namingObject CONSTANT)
+    // Access to the photo folders, for the brands that read photos; null otherwise.
+    Q_PROPERTY(QObject* photos READ photosObject CONSTANT)
     // For the answer field, which transcribes through the daemon.
     Q_PROPERTY(QObject* daemon READ daemonObject CONSTANT)
 
@@ -87,6 +94,8 @@ public:
         TerminalLauncher* terminal = nullptr;
         QString vault;
         QString identity;
+        // The photo folders the daemon indexes; the user's pictures folder when empty.
+        QStringList photoFolders;
     };
 
     FirstRunView(Brand brand, Services services, QObject* parent = nullptr);
@@ -154,6 +163,10 @@ public:
     VerifyService& verify() const { return *verify_; }
     QObject* verifyObject() const { return verify_; }
     QObject* daemonObject() const;
+    IdentityNamingStep* naming() const { return naming_; }
+    QObject* namingObject() const { return naming_; }
+    PhotoAccess* photos() const { return photos_; }
+    QObject* photosObject() const { return photos_; }
 
     // The answer field's events, from the answer control the screen shows.
     Q_INVOKABLE void attachAnswer(QObject* control);
@@ -170,6 +183,9 @@ public:
     Q_INVOKABLE void acceptBrowser();
     Q_INVOKABLE void declineBrowser();
     Q_INVOKABLE void confirm();
+    // "Let me read your photos", and the way to mend a refusal.
+    Q_INVOKABLE void requestPhotos();
+    Q_INVOKABLE void openPhotoSettings();
     Q_INVOKABLE void submitReport(const QString& text);
     // An inspection state for automation: `screen-a`, `screen-b`, ... `finish`.
     Q_INVOKABLE void command(const QString& word);
@@ -200,6 +216,9 @@ private:
     // The inspection states, and finishing or restarting a first run on screen.
     bool handles(const QString& word) const;
     void consumeClip();
+    void photosChanged();
+    // Ends the first run and starts the work.
+    void finish();
     void hold(FirstRun::Answer answer);
     void setPresented(bool presented);
     static QCoro::Task<> questionPass(QPointer<FirstRunView> self);
@@ -215,6 +234,8 @@ private:
     Clock clock_;
     EngineInstallWatcher* engine_;
     VerifyService* verify_;
+    IdentityNamingStep* naming_ = nullptr;
+    PhotoAccess* photos_ = nullptr;
     bool isPresented_ = false;
     FirstRun::Phase phase_ = FirstRun::Phase::question;
     QString draft_;

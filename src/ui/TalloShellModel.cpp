@@ -13,6 +13,7 @@
 #include "periodclose/QuotaWatcher.h"
 #include "ui/CloseRunModel.h"
 #include "ui/CloseSessionsModel.h"
+#include "ui/DemoMonthOffer.h"
 #include "ui/LetterModel.h"
 #include "ui/ScreenTexts.h"
 
@@ -49,15 +50,16 @@ TalloShellModel::TalloShellModel(const WindowServices& services, QObject* parent
     , close_(new CloseRunModel(store_, services.daemon, this))
     , letter_(new LetterModel(store_, services.daemon, this))
     , sessions_(new CloseSessionsModel(services.daemon, this))
-    // The screen's own look at pauses and cut-off runs; telling the user by notification is the
-    // application's watcher's, so this one has nowhere to post.
-    , watcher_(new QuotaWatcher(nullptr, this))
+    , demoOffer_(services.isPrimary() ? new DemoMonthOffer(services.appState, this) : nullptr)
+    , watcher_(services.quota)
     , surface_(kRunSurface) {
     if (services.dreamer) {
         sessions_->setTerminal(&services.dreamer->terminal());
     }
-    watcher_->setDaemon(services.daemon);
-    connect(watcher_, &QuotaWatcher::attentionChanged, this, &TalloShellModel::attentionChanged);
+    if (watcher_) {
+        connect(watcher_, &QuotaWatcher::attentionChanged, this,
+                &TalloShellModel::attentionChanged);
+    }
     connect(close_, &CloseRunModel::reloadRequested, this, &TalloShellModel::reload);
     connect(close_, &CloseRunModel::changed, this, &TalloShellModel::announce);
     connect(sessions_, &CloseSessionsModel::changed, this, [this] {
@@ -192,6 +194,10 @@ std::optional<TalloOneLevelDown> TalloShellModel::oneLevelDown() const {
 QObject* TalloShellModel::closeObject() const {
     return close_;
 }
+QObject* TalloShellModel::demoOfferObject() const {
+    return demoOffer_;
+}
+
 QObject* TalloShellModel::letterObject() const {
     return letter_;
 }
@@ -221,7 +227,8 @@ void TalloShellModel::startClose() {
 }
 
 QVariantMap TalloShellModel::attention() const {
-    const std::optional<QuotaWatcher::Attention> item = watcher_->attention();
+    const std::optional<QuotaWatcher::Attention> item =
+        watcher_ ? watcher_->attention() : std::nullopt;
     if (!item) {
         return {};
     }
@@ -239,6 +246,9 @@ QVariantMap TalloShellModel::attention() const {
 }
 
 void TalloShellModel::resumeInterrupted() {
+    if (!watcher_) {
+        return;
+    }
     if (const auto& interrupted = watcher_->interrupted()) {
         close_->resumePeriod(interrupted->period);
     }
@@ -266,8 +276,11 @@ QCoro::Task<> TalloShellModel::load() {
     if (!self) {
         co_return;
     }
-    QCoro::Task<> watching = watcher_->tick();
-    co_await watching;
+    if (self->watcher_) {
+        // A fresh look now rather than at the application's next poll.
+        QCoro::Task<> watching = self->watcher_->tick();
+        co_await watching;
+    }
 }
 
 QCoro::Task<> TalloShellModel::loadBooks() {

@@ -14,6 +14,7 @@ namespace mnemora {
 
 class CloseRunModel;
 class CloseSessionsModel;
+class DemoMonthOffer;
 class LetterModel;
 class PeriodCloseStore;
 class QuotaWatcher;
@@ -41,6 +42,8 @@ class TalloShellModel : public HomeModel {
     Q_PROPERTY(QObject* close READ closeObject CONSTANT)
     Q_PROPERTY(QObject* letter READ letterObject CONSTANT)
     Q_PROPERTY(QObject* sessions READ sessionsObject CONSTANT)
+    // The made-up month offered after the first run; null in a further vault's window.
+    Q_PROPERTY(QObject* demoOffer READ demoOfferObject CONSTANT)
 
 public:
     TalloShellModel(const WindowServices& services, QObject* parent = nullptr);
@@ -70,7 +73,6 @@ public:
     // with its Resume. `title`, `detail`, `icon` (a symbol), `needsYou`, `period` (the cut-off
     // one); empty when nothing waits.
     QVariantMap attention() const;
-    QuotaWatcher& watcher() const { return *watcher_; }
 
     // The step into the period on screen, when a destination is shown.
     std::optional<TalloOneLevelDown> oneLevelDown() const;
@@ -82,6 +84,8 @@ public:
     QObject* closeObject() const;
     QObject* letterObject() const;
     QObject* sessionsObject() const;
+    DemoMonthOffer* demoOffer() const { return demoOffer_; }
+    QObject* demoOfferObject() const;
 
     Q_INVOKABLE void selectBooks(const QString& slug);
     Q_INVOKABLE void goToPeriod(const QString& period);
@@ -113,7 +117,9 @@ private:
     CloseRunModel* close_;
     LetterModel* letter_;
     CloseSessionsModel* sessions_;
-    QuotaWatcher* watcher_;
+    DemoMonthOffer* demoOffer_;
+    // The application's; none in a further vault's window, whose runs it does not watch.
+    QPointer<QuotaWatcher> watcher_;
     QList<BooksRef> booksRefs_;
     QString books_;
     QString period_;

@@ -44,6 +44,7 @@ WindowServices WindowServices::primary(MnemoraApp& app) {
     services.sourceSeeds = &app.sourceSeeds();
     services.dreamer = &app.dreamer();
     services.migrationGate = &app.migrationGate();
+    services.quota = &app.quotaWatcher();
     return services;
 }
 

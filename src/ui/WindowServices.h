@@ -14,6 +14,7 @@ class DreamerControl;
 class MigrationGate;
 class MnemoraApp;
 class PromptSeedService;
+class QuotaWatcher;
 class SkillSeedService;
 class SourceSeedService;
 class VaultRuntime;
@@ -32,12 +33,14 @@ struct WindowServices {
     QString name;                     // the app's name, or the vault folder's
     std::optional<QString> vaultRoot; // none for the primary window
 
-    // What only the primary window has: seeds, dreamer sessions and the migration gate.
+    // What only the primary window has: seeds, dreamer sessions, the migration gate and the
+    // application's watcher of usage pauses and cut-off runs.
     SkillSeedService* skillSeeds = nullptr;
     PromptSeedService* promptSeeds = nullptr;
     SourceSeedService* sourceSeeds = nullptr;
     DreamerControl* dreamer = nullptr;
     MigrationGate* migrationGate = nullptr;
+    QuotaWatcher* quota = nullptr;
 
     bool isPrimary() const { return !vaultRoot.has_value(); }
 

@@ -11,6 +11,7 @@
 #include "setup/FirstRunView.h"
 #include "ui/CommandBarModel.h"
 #include "ui/ConflictsNotice.h"
+#include "ui/DemoMonthOffer.h"
 #include "ui/FirstRunWiring.h"
 #include "ui/HomeModel.h"
 #include "ui/IntegrationsModel.h"
@@ -87,6 +88,12 @@ WindowShell::WindowShell(const WindowServices& services, VaultWindowModel* vault
     buildScreens();
     if (!vaultWindow) {
         firstRun_ = FirstRunWiring::make(services, this);
+    }
+    auto* tallo = qobject_cast<TalloShellModel*>(talloShell());
+    if (firstRun_ && tallo && tallo->demoOffer()) {
+        // The first run leaves the made-up month on offer as it ends.
+        connect(firstRun_, &FirstRunView::presentedChanged, tallo->demoOffer(),
+                &DemoMonthOffer::refresh);
     }
     AppStateStore* state = services.appState;
     connect(state, &AppStateStore::selectionChanged, this, [this] {
@@ -221,6 +228,10 @@ QObject* WindowShell::migrationGate() const {
 
 QObject* WindowShell::firstRunObject() const {
     return firstRun_;
+}
+
+QObject* WindowShell::talloShell() const {
+    return brand() == Brand::tallo ? screens_.value(SidebarItem::home) : nullptr;
 }
 
 QObject* WindowShell::commandBarObject() const {

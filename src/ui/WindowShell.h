@@ -40,6 +40,8 @@ class WindowShell : public QObject {
     Q_PROPERTY(QObject* commandBar READ commandBarObject CONSTANT)
     // The primary window's migration gate; null in a vault window.
     Q_PROPERTY(QObject* migrationGate READ migrationGate CONSTANT)
+    // Tallo's window: the shell of its books, whose places the sidebar lists; null otherwise.
+    Q_PROPERTY(QObject* talloShell READ talloShell CONSTANT)
     // The primary window's first run; null in a vault window.
     Q_PROPERTY(QObject* firstRun READ firstRunObject CONSTANT)
     // The line about sync conflicts of the window's vault.
@@ -75,6 +77,7 @@ public:
     QObject* firstRunObject() const;
     ConflictsNotice& conflicts() const { return *conflicts_; }
     QObject* conflictsObject() const;
+    QObject* talloShell() const;
 
     // Serves the requests made before anyone listened; called once the owner is connected.
     void servePending();

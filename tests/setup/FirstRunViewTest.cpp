@@ -1,4 +1,7 @@
+#include <QDir>
+#include <QJsonArray>
 #include <QJsonDocument>
+#include <QJsonObject>
 
 #include <gtest/gtest.h>
 
@@ -50,8 +53,9 @@ protected:
         server.setHandler([this](const HttpServer::Request& request) { return answer(request); });
         pointAt(server);
         view = std::make_unique<FirstRunView>(
-            Brand::tallo, FirstRunView::Services{&state, &config, &daemon, &terminal, vault,
-                                                 QStringLiteral("me")});
+            Brand::tallo,
+            FirstRunView::Services{
+                &state, &config, &daemon, &terminal, vault, QStringLiteral("me"), {}});
         view->setTimings({5ms, 5ms, 5ms});
         view->setClock([this] { return now; });
     }
@@ -299,7 +303,7 @@ TEST_F(FirstRunViewTest, InspectionStatesWriteNothingAndOtherBrandsSeeOnlyTheGat
     state.setPendingOnboardingCommand(QStringLiteral("finish"));
     EXPECT_FALSE(view->isPresented());
 
-    FirstRunView voxlet(Brand::voxlet, {&state, &config, &daemon, &terminal, vault, {}});
+    FirstRunView voxlet(Brand::voxlet, {&state, &config, &daemon, &terminal, vault, {}, {}});
     voxlet.present();
     EXPECT_EQ(voxlet.phase(), Phase::setup);
     EXPECT_FALSE(QFile::exists(questionFile()));
@@ -307,6 +311,134 @@ TEST_F(FirstRunViewTest, InspectionStatesWriteNothingAndOtherBrandsSeeOnlyTheGat
         EXPECT_NE(row.toMap().value("gate"), QStringLiteral("engine"));
         EXPECT_NE(row.toMap().value("gate"), QStringLiteral("funding"));
     }
+}
+
+TEST_F(FirstRunViewTest, ThePhoneOfferStandsOnlyForAUserSignedIntoTheRecordStore) {
+    view->present();
+    EXPECT_FALSE(view->phoneOffer()); // no greyed-out offer, no instruction to sign in
+    view->setPhoneOffer(true);
+    EXPECT_TRUE(view->phoneOffer());
+    EXPECT_EQ(view->phoneOfferText(),
+              QStringLiteral("You're signed into the record store, so open Tallo on a phone "
+                             "signed into the same account and this question is already there. "
+                             "Speak it walking to the kitchen — this window notices and moves on "
+                             "by itself."));
+    // What the phone writes into the question file moves the screen on by itself.
+    TestEnvironment::writeFile(
+        questionFile(),
+        FirstRun::answeredForm(kAsked, QStringLiteral("  Spoken outside  ")).toUtf8());
+    ASSERT_TRUE(waitUntil([&] { return view->phase() == Phase::setup; }));
+    EXPECT_EQ(view->held(),
+              (FirstRun::Answer{QStringLiteral("Spoken outside"), FirstRun::AnswerOrigin::phone,
+                                std::nullopt, std::nullopt}));
+
+    FirstRunView voxlet(Brand::voxlet, {&state, &config, &daemon, &terminal, vault, {}, {}});
+    voxlet.setPhoneOffer(true);
+    EXPECT_TRUE(voxlet.phoneOfferText().startsWith(
+        QStringLiteral("You're signed into the record store, so open Voxlet on a phone")));
+}
+
+TEST_F(FirstRunViewTest, TheOtherBrandsNameTheIdentityBeforeTheyGoOn) {
+    EXPECT_EQ(view->naming(), nullptr); // Tallo asks no form
+    const QString root = env.root() + QStringLiteral("/samples");
+    TestEnvironment::writeFile(root +
+                                   QStringLiteral("/generate/photos/manifests/ada-lovelace.yaml"),
+                               "photos:\n  - a.jpg\n  - b.jpg\n");
+    TestEnvironment::writeFile(root + QStringLiteral("/generate/audio/manifests/ada-lovelace.yaml"),
+                               "- memo.m4a\n");
+    FirstRunView mnemora(Brand::mnemora, {&state, &config, &daemon, &terminal, root, {}, {root}});
+    mnemora.setClock([this] { return now; });
+    IdentityNamingStep& naming = *mnemora.naming();
+    struct Case {
+        QString name;
+        std::optional<QString> shortName;
+        QString id;
+        QString problem;
+    };
+    const QString badShort = QStringLiteral(
+        "The short name can hold only lower-case letters, digits and single hyphens.");
+    const Case cases[] = {
+        {QStringLiteral("   "), std::nullopt, QString(),
+         QStringLiteral("Give the identity a name first.")},
+        {QStringLiteral("  Åsa Öberg-Lind "), std::nullopt, QStringLiteral("asa-oberg-lind"), {}},
+        {QStringLiteral("李"), std::nullopt, QString(), badShort},
+        {QStringLiteral("Ada"), QStringLiteral("Ada L"), QStringLiteral("Ada L"), badShort},
+        {QStringLiteral("Ada"), QStringLiteral(" a--b "), QStringLiteral("a--b"), badShort},
+        {QStringLiteral("Ada"), QStringLiteral(""), QStringLiteral("ada"), {}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name.toStdString());
+        naming.setIdentityId(c.shortName.value_or(QString()));
+        naming.setDisplayName(c.name);
+        if (c.shortName) {
+            naming.setIdentityId(*c.shortName);
+        }
+        EXPECT_EQ(naming.identityId(), c.id);
+        EXPECT_EQ(naming.problem(), c.problem);
+    }
+
+    // Refused in the product's words, and nothing written.
+    naming.setIdentityId(QString());
+    naming.setDisplayName(QStringLiteral(" "));
+    mnemora.confirm();
+    EXPECT_EQ(mnemora.actionError(), QStringLiteral("Give the identity a name first."));
+    EXPECT_NE(mnemora.phase(), Phase::working);
+    EXPECT_FALSE(config.config().contains(QStringLiteral("identities")));
+
+    naming.setDisplayName(QStringLiteral("  Ada Lovelace "));
+    EXPECT_EQ(naming.previewText(), QStringLiteral("2 photos · 1 voice memos"));
+    mnemora.confirm();
+    EXPECT_EQ(mnemora.actionError(), QString());
+    EXPECT_EQ(mnemora.phase(), Phase::working);
+    const QJsonObject written =
+        QJsonDocument::fromJson(
+            TestEnvironment::readFile(env.root() + QStringLiteral("/config.json")))
+            .object();
+    EXPECT_EQ(written.value(QStringLiteral("active_identity_id")), QStringLiteral("ada-lovelace"));
+    EXPECT_EQ(
+        written.value(QStringLiteral("identities")),
+        (QJsonArray{QJsonObject{{QStringLiteral("id"), QStringLiteral("ada-lovelace")},
+                                {QStringLiteral("display_name"), QStringLiteral("Ada Lovelace")},
+                                {QStringLiteral("created_at"), kAsked},
+                                {QStringLiteral("is_default"), true}}}));
+
+    // Named again later: the same identity, renamed, keeps when it was made.
+    FirstRunView again(Brand::voxlet, {&state, &config, &daemon, &terminal, root, {}, {}});
+    again.setClock([this] { return now.addDays(3); });
+    EXPECT_EQ(again.naming()->identityId(), QStringLiteral("ada-lovelace"));
+    EXPECT_EQ(again.naming()->displayName(), QStringLiteral("Ada Lovelace"));
+    again.naming()->setDisplayName(QStringLiteral("Ada King"));
+    again.confirm();
+    const QJsonArray identities = config.config().value(QStringLiteral("identities")).toArray();
+    ASSERT_EQ(identities.size(), 1);
+    EXPECT_EQ(identities.at(0).toObject().value(QStringLiteral("display_name")),
+              QStringLiteral("Ada King"));
+    EXPECT_EQ(identities.at(0).toObject().value(QStringLiteral("created_at")), kAsked);
+}
+
+TEST_F(FirstRunViewTest, PhotoAccessIsAskedOnceAndARefusalMendedIsNoticed) {
+    const QString pictures = env.root() + QStringLiteral("/Pictures");
+    // A photo folder the user cannot open as a folder.
+    TestEnvironment::writeFile(pictures, "not a folder");
+    FirstRunView mnemora(Brand::mnemora,
+                         {&state, &config, &daemon, &terminal, vault, {}, {pictures}});
+    mnemora.setTimings({5ms, 5ms, 5ms});
+    PhotoAccess& photos = *mnemora.photos();
+    EXPECT_EQ(photos.state(), PhotoAccess::State::undetermined); // never asked before the press
+    mnemora.requestPhotos();
+    EXPECT_EQ(photos.state(), PhotoAccess::State::refused);
+    EXPECT_TRUE(
+        UserDefaults().boolValue(QString::fromLatin1(UserDefaults::photosStatusDetermined)));
+
+    ASSERT_TRUE(QFile::remove(pictures));
+    ASSERT_TRUE(QDir().mkpath(pictures));
+    ASSERT_TRUE(waitUntil([&] { return photos.state() == PhotoAccess::State::granted; }));
+
+    // Asked once: a later first run starts from the answer.
+    FirstRunView later(Brand::tallo, {&state, &config, &daemon, &terminal, vault, {}, {pictures}});
+    EXPECT_EQ(later.photos()->state(), PhotoAccess::State::granted);
+    FirstRunView voxlet(Brand::voxlet, {&state, &config, &daemon, &terminal, vault, {}, {}});
+    EXPECT_EQ(voxlet.photos(), nullptr); // it reads no photos
 }
 
 } // namespace

@@ -39,6 +39,11 @@ TEST(FirstRunScreen, EveryScreenOfEveryBrandLoadsAndSaysWhatItIsFor) {
         {Brand::tallo, "acceptance-card", QStringLiteral("I understand — go ahead"), kQuestion},
         {Brand::mnemora, "screen-a", funding, kQuestion},
         {Brand::mnemora, "screen-b-fresh", QStringLiteral("It can drive a browser"), kQuestion},
+        {Brand::mnemora, "screen-b",
+         QStringLiteral("Name the identity for your primary library. You can add more later."),
+         kQuestion},
+        {Brand::tallo, "screen-b-fresh", QStringLiteral("Let me read your photos"),
+         QStringLiteral("Identity name")},
         {Brand::voxlet, "screen-a", QStringLiteral("Your voice comes back as words"), funding},
     };
     for (const Case& c : cases) {
@@ -67,6 +72,10 @@ TEST(FirstRunScreen, ATypedAnswerIsOnDiskBeforeTheGatesBegin) {
     QAccessibleInterface* start = findAccessible(window, "That's it — get started");
     ASSERT_TRUE(start);
     EXPECT_FALSE(fixture.shell().firstRun()->canSend()); // nothing said yet
+    // No record store, no phone offer: not even a greyed-out one.
+    EXPECT_EQ(findAccessible(window, "Rather answer on your phone?"), nullptr);
+    fixture.shell().firstRun()->setPhoneOffer(true);
+    EXPECT_TRUE(waitUntil([&] { return findAccessible(window, "Rather answer on your phone?"); }));
 
     click(window, field);
     type(window, "A design studio in Helsinki");

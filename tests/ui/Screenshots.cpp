@@ -18,12 +18,14 @@
 
 #include "app/AppStateStore.h"
 #include "app/Brand.h"
+#include "app/UserDefaults.h"
 #include "periodclose/PeriodCloseStore.h"
 #include "runtime/MnemoraApp.h"
 #include "support/EventLoop.h"
 #include "ui/CloseRunModel.h"
 #include "ui/CloseSessionsModel.h"
 #include "ui/CommandBarModel.h"
+#include "ui/DemoMonthOffer.h"
 #include "ui/TalloShellModel.h"
 #include "ui/UiFixture.h"
 #include "ui/WindowShell.h"
@@ -227,6 +229,17 @@ bool shootTalloSurfaces(test::UiFixture& fixture, const QString& folder, const Q
     }
     shell->goToPeriod(periods.first());
     shell->setSurface("run");
+    if (shell->demoOffer()) {
+        // The made-up month the first run leaves on offer.
+        UserDefaults().setBool(QString::fromLatin1(UserDefaults::demoOfferPending), true);
+        shell->demoOffer()->refresh();
+        QCoreApplication::processEvents();
+        const bool shot =
+            save(fixture.grab(), QStringLiteral("%1/%2-tallo-demo-offer.png").arg(folder, prefix));
+        UserDefaults().setBool(QString::fromLatin1(UserDefaults::demoOfferPending), false);
+        shell->demoOffer()->refresh();
+        return shot;
+    }
     return true;
 }
 

@@ -11,6 +11,7 @@
 
 #include "app/AppStateStore.h"
 #include "periodclose/PeriodCloseStore.h"
+#include "periodclose/QuotaWatcher.h"
 #include "runtime/MnemoraApp.h"
 #include "support/EventLoop.h"
 #include "support/QtPrinters.h"
@@ -328,9 +329,11 @@ TEST_F(TalloScreens, ActionsPostToTheDaemonsCloseEndpoints) {
 TEST_F(TalloScreens, ARunCutOffMidWorkWaitsForResume) {
     WarningLog warnings;
     fixture->sessionsLive = false;
+    // The screen shows the application's watcher: its next look moves the item, with no reload.
+    QCoro::Task<> looking = fixture->app().quotaWatcher().tick();
+    ASSERT_TRUE(waitUntil([&] { return shell->attention().value("needsYou").toBool(); }));
     shell->reload();
     ASSERT_TRUE(waitUntil([&] { return shell->close().stopped(); }));
-    ASSERT_TRUE(waitUntil([&] { return shell->attention().value("needsYou").toBool(); }));
 
     EXPECT_EQ(shell->close().livenessText(), "It stopped. Nothing it had already found is lost.");
     EXPECT_EQ(shell->attention(),
@@ -401,4 +404,16 @@ TEST(TalloEmptyVault, SaysNothingIsIndexedYetOnEverySurface) {
         ASSERT_FALSE(fixture.grab().isNull());
     }
     EXPECT_EQ(warnings.lines(), QStringList());
+}
+
+TEST_F(TalloScreens, TheSidebarListsThePlacesOfTheBooks) {
+    EXPECT_EQ(fixture->shell().talloShell(), shell);
+    QQuickWindow& window = fixture->window();
+    for (const auto& [label, surface] : {std::pair{"Letter", "letter"},
+                                         {"Sessions", "sessions"},
+                                         {"Ledger", "ledger"},
+                                         {"Close", "run"}}) {
+        click(window, findAccessible(window, QString::fromLatin1(label)));
+        EXPECT_EQ(shell->surface(), surface) << label;
+    }
 }

@@ -65,6 +65,7 @@ Dialog {
             text: "<a href=\"" + (sheet.copy.termsUrl || "") + "\">" + (sheet.copy.termsLinkText || "")
                   + "</a>" + (sheet.copy.termsTailText || "")
             textFormat: Text.StyledText
+            linkColor: palette.link
             wrapMode: Text.Wrap
             onLinkActivated: link => Qt.openUrlExternally(link)
             Accessible.name: (sheet.copy.termsLinkText || "") + (sheet.copy.termsTailText || "")

@@ -63,7 +63,9 @@ Item {
         }
 
         ColumnLayout {
+            // A fixed column, so the amounts and choices line up from row to row.
             Layout.alignment: Qt.AlignTop
+            Layout.fillWidth: false
             Layout.preferredWidth: 160
             spacing: 4
 

@@ -21,12 +21,17 @@ Item {
         anchors.verticalCenter: parent.verticalCenter
         spacing: 10
 
-        BusyIndicator {
+        // The slot stays when the session waits at a limit, so every title starts in one column.
+        Item {
             Layout.preferredWidth: 22
             Layout.preferredHeight: 22
-            running: row.modelData.limit.length === 0
-            visible: running
-            Accessible.name: "Working"
+
+            BusyIndicator {
+                anchors.fill: parent
+                running: row.modelData.limit.length === 0
+                visible: running
+                Accessible.name: "Working"
+            }
         }
 
         ColumnLayout {

@@ -39,6 +39,15 @@ ColumnLayout {
         Accessible.name: text
     }
 
+    Loader {
+        Layout.fillWidth: true
+        active: line.view.photos !== null && line.view.photos.state !== "granted"
+        visible: active
+        sourceComponent: FirstRunPhotoCard {
+            view: line.view
+        }
+    }
+
     Repeater {
         model: line.view.checks
 

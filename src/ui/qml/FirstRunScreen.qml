@@ -45,7 +45,7 @@ Pane {
                 Label {
                     text: "<a href=\"report\">Report a problem</a>"
                     textFormat: Text.StyledText
-                    linkColor: palette.highlight
+                    linkColor: palette.link
                     Accessible.role: Accessible.Link
                     Accessible.name: "Report a problem"
                     onLinkActivated: screen.view.reportingProblem = true

@@ -88,6 +88,15 @@ ColumnLayout {
         }
     }
 
+    Loader {
+        Layout.fillWidth: true
+        active: page.view.naming !== null
+        visible: active
+        sourceComponent: IdentityNamingCard {
+            naming: page.view.naming
+        }
+    }
+
     Label {
         Layout.fillWidth: true
         visible: text.length > 0

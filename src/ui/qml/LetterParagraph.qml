@@ -9,11 +9,12 @@ Label {
     Layout.fillWidth: true
     // The column gives the width; rich text's own width must not feed back into it.
     Layout.preferredWidth: 1
-    text: modelData
+    // Rich text takes its link colour from a style sheet, not from `linkColor`.
+    text: "<style>a { color: " + palette.link + "; }</style>" + modelData
     textFormat: Text.RichText
     wrapMode: Text.Wrap
     color: palette.text
     onLinkActivated: link => Qt.openUrlExternally(link)
     Accessible.role: Accessible.StaticText
-    Accessible.name: text.replace(/<[^>]*>/g, "")
+    Accessible.name: modelData.replace(/<[^>]*>/g, "")
 }

@@ -61,6 +61,14 @@ ApplicationWindow {
     palette.disabled.dark: disabledColors.dark
     palette.disabled.shadow: disabledColors.shadow
     palette.disabled.placeholderText: disabledColors.placeholderText
+    // Links: the desktop's accent, lightened on a dark background and deepened on a light one, so
+    // they read as clearly as the text around them.
+    readonly property bool darkColors: activeColors.base.hslLightness < 0.5
+    readonly property color linkShade: darkColors ? Qt.lighter(activeColors.highlight, 1.45)
+                                                  : Qt.darker(activeColors.highlight, 1.35)
+    palette.active.link: linkShade
+    palette.inactive.link: linkShade
+    palette.disabled.link: disabledColors.text
 
     SystemPalette {
         id: activeColors

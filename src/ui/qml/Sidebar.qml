@@ -2,11 +2,21 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
 
-// The brand's sections in the brand's order, with the daemon's state at the foot.
+// The brand's sections in the brand's order, with the daemon's state at the foot. Tallo's one
+// section is its books, so its sidebar lists the places within them instead: the close, the
+// ledger, the review, the letter, the questions and the sessions.
 Pane {
     id: sidebar
 
     required property QtObject shell
+    readonly property QtObject tallo: shell.talloShell
+
+    function choose(word) {
+        if (tallo)
+            tallo.surface = word
+        else
+            shell.selection = word
+    }
 
     padding: 0
     background: Rectangle {
@@ -30,15 +40,15 @@ Pane {
             Layout.fillWidth: true
             Layout.fillHeight: true
             Layout.topMargin: 12
-            model: sidebar.shell.sidebarItems
-            currentIndex: sidebar.shell.selectionIndex
+            model: sidebar.tallo ? sidebar.tallo.surfaces : sidebar.shell.sidebarItems
+            currentIndex: sidebar.tallo ? sidebar.tallo.surfaceIndex : sidebar.shell.selectionIndex
             keyNavigationEnabled: true
             clip: true
             Accessible.role: Accessible.List
             Accessible.name: "Sections"
 
             delegate: SidebarButton {
-                shell: sidebar.shell
+                onClicked: sidebar.choose(modelData.word)
             }
         }
 

@@ -2,9 +2,9 @@ import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
 
-// Tallo's window: the books and period in view, chosen at the top, and that period's surfaces
-// below — the close, its ledger, the review of what the run found, the letter, the questions
-// and the sessions. Before anything is indexed, or before the first close, it says so.
+// Tallo's window: the books and period in view, chosen at the top, and below the surface the
+// sidebar chose — the close, its ledger, the review of what the run found, the letter, the
+// questions or the sessions. Before anything is indexed, or before the first close, it says so.
 Pane {
     id: screen
 
@@ -14,122 +14,116 @@ Pane {
 
     padding: 20
 
-    EmptyState {
-        anchors.fill: parent
-        visible: !screen.screenModel.hasRuns && screen.screenModel.empty
-        title: screen.screenModel.emptyTitle
-        text: screen.screenModel.emptyText
-        actionText: screen.screenModel.indexed ? screen.screenModel.startText
-                    : (screen.screenModel.canOpenDemo ? "Open the demo vault" : "")
-        onActionTriggered: screen.screenModel.indexed ? screen.screenModel.startClose()
-                                                      : screen.screenModel.openDemo()
-    }
-
     ColumnLayout {
         anchors.fill: parent
-        visible: screen.screenModel.hasRuns || !screen.screenModel.empty
         spacing: 10
 
-        RowLayout {
+        DemoMonthCard {
             Layout.fillWidth: true
-            spacing: 12
-
-            ComboBox {
-                Layout.preferredWidth: 260
-                visible: screen.screenModel.books.length > 0
-                model: screen.screenModel.books
-                textRole: "name"
-                valueRole: "slug"
-                currentIndex: screen.screenModel.booksIndex
-                onActivated: screen.screenModel.selectBooks(currentValue)
-                Accessible.name: "Books"
-                // Plain words, not the text field a combo box shows by default: nothing here is
-                // typed.
-                contentItem: Label {
-                    leftPadding: 8
-                    text: parent.displayText
-                    verticalAlignment: Text.AlignVCenter
-                    elide: Text.ElideRight
-                }
-            }
-
-            Item {
-                Layout.fillWidth: true
-            }
-
-            PeriodStepper {
-                stepper: screen.screenModel.stepper
-                onGo: period => screen.screenModel.goToPeriod(period)
-            }
+            offer: screen.screenModel.demoOffer
         }
 
-        AttentionBar {
-            Layout.fillWidth: true
-            attention: screen.screenModel.attention
-            onResume: screen.screenModel.resumeInterrupted()
-        }
-
-        TabBar {
-            Layout.fillWidth: true
-            currentIndex: screen.screenModel.surfaceIndex
-            Accessible.name: "Surfaces"
-
-            Repeater {
-                model: screen.screenModel.surfaces
-
-                TabButton {
-                    required property var modelData
-
-                    text: modelData.label
-                    width: implicitWidth
-                    leftPadding: 14
-                    rightPadding: 14
-                    Accessible.name: modelData.label
-                    onClicked: screen.screenModel.surface = modelData.word
-                }
-            }
-        }
-
-        StackLayout {
+        Item {
             Layout.fillWidth: true
             Layout.fillHeight: true
-            currentIndex: screen.screenModel.surfaceIndex
 
-            CloseRunView {
-                close: screen.screenModel.close
-                sessions: screen.screenModel.sessions
-                onOpenSurface: word => screen.screenModel.surface = word
+            EmptyState {
+                anchors.fill: parent
+                visible: !screen.screenModel.hasRuns && screen.screenModel.empty
+                title: screen.screenModel.emptyTitle
+                text: screen.screenModel.emptyText
+                actionText: screen.screenModel.indexed ? screen.screenModel.startText
+                            : (screen.screenModel.canOpenDemo ? "Open the demo vault" : "")
+                onActionTriggered: screen.screenModel.indexed ? screen.screenModel.startClose()
+                                                              : screen.screenModel.openDemo()
             }
 
-            LedgerView {
-                close: screen.screenModel.close
-            }
+            ColumnLayout {
+                anchors.fill: parent
+                visible: screen.screenModel.hasRuns || !screen.screenModel.empty
+                spacing: 10
 
-            ReviewView {
-                close: screen.screenModel.close
-            }
+                RowLayout {
+                    Layout.fillWidth: true
+                    spacing: 12
 
-            LetterView {
-                letter: screen.screenModel.letter
-            }
+                    ComboBox {
+                        Layout.preferredWidth: 260
+                        visible: screen.screenModel.books.length > 0
+                        model: screen.screenModel.books
+                        textRole: "name"
+                        valueRole: "slug"
+                        currentIndex: screen.screenModel.booksIndex
+                        onActivated: screen.screenModel.selectBooks(currentValue)
+                        Accessible.name: "Books"
+                        // Plain words, not the text field a combo box shows by default: nothing here is
+                        // typed.
+                        contentItem: Label {
+                            leftPadding: 8
+                            text: parent.displayText
+                            verticalAlignment: Text.AlignVCenter
+                            elide: Text.ElideRight
+                        }
+                    }
 
-            Item {
-                QuestionsInbox {
-                    anchors.fill: parent
-                    visible: !screen.screenModel.empty
-                    inbox: screen.screenModel.inbox
+                    Item {
+                        Layout.fillWidth: true
+                    }
+
+                    PeriodStepper {
+                        stepper: screen.screenModel.stepper
+                        onGo: period => screen.screenModel.goToPeriod(period)
+                    }
                 }
 
-                EmptyState {
-                    anchors.fill: parent
-                    visible: screen.screenModel.empty
-                    title: screen.screenModel.questionsEmptyTitle
-                    text: screen.screenModel.questionsEmptyText
+                AttentionBar {
+                    Layout.fillWidth: true
+                    attention: screen.screenModel.attention
+                    onResume: screen.screenModel.resumeInterrupted()
                 }
-            }
 
-            SessionsView {
-                sessions: screen.screenModel.sessions
+                StackLayout {
+                    Layout.fillWidth: true
+                    Layout.fillHeight: true
+                    currentIndex: screen.screenModel.surfaceIndex
+
+                    CloseRunView {
+                        close: screen.screenModel.close
+                        sessions: screen.screenModel.sessions
+                        onOpenSurface: word => screen.screenModel.surface = word
+                    }
+
+                    LedgerView {
+                        close: screen.screenModel.close
+                    }
+
+                    ReviewView {
+                        close: screen.screenModel.close
+                    }
+
+                    LetterView {
+                        letter: screen.screenModel.letter
+                    }
+
+                    Item {
+                        QuestionsInbox {
+                            anchors.fill: parent
+                            visible: !screen.screenModel.empty
+                            inbox: screen.screenModel.inbox
+                        }
+
+                        EmptyState {
+                            anchors.fill: parent
+                            visible: screen.screenModel.empty
+                            title: screen.screenModel.questionsEmptyTitle
+                            text: screen.screenModel.questionsEmptyText
+                        }
+                    }
+
+                    SessionsView {
+                        sessions: screen.screenModel.sessions
+                    }
+                }
             }
         }
     }
