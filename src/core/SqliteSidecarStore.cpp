@@ -366,8 +366,10 @@ std::vector<Block> SqliteSidecarStore::loadBlocks(const std::string& zone,
         query.bindNoCopy(2, docPath);
         std::vector<Block> blocks;
         // A block is large; growing the list by doubling would hold one and a half copies of a
-        // long document at once.
-        blocks.reserve(rowCount(*db_, zone, docPath));
+        // long document at once. A little room is left over, so that a caller that turns the
+        // list into the next version of the document, a few lines longer, can keep its memory.
+        const std::size_t count = rowCount(*db_, zone, docPath);
+        blocks.reserve(count + count / 64 + 8);
         while (query.executeStep()) {
             blocks.push_back(readRow(query, 0));
         }
