@@ -1,6 +1,11 @@
 #include "core/Block.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <iterator>
+#include <utility>
+
+#include <sys/mman.h>
 
 namespace mnemora::core {
 
@@ -63,6 +68,28 @@ void sortByPosition(std::vector<Block>& blocks) {
     if (!std::is_sorted(blocks.begin(), blocks.end(), byPosition)) {
         std::stable_sort(blocks.begin(), blocks.end(), byPosition);
     }
+}
+
+void reserveBlocks(std::vector<Block>& blocks, std::size_t count) {
+    if (blocks.capacity() >= count) {
+        return;
+    }
+    std::vector<Block> larger;
+    larger.reserve(count);
+#ifdef MADV_HUGEPAGE
+    // Only whole large pages inside the buffer are asked for; below a few of them it is not worth
+    // a system call. The advice is only a hint: without large pages the list works as before.
+    constexpr std::uintptr_t kLargePage = std::uintptr_t{2} << 20;
+    const auto start = reinterpret_cast<std::uintptr_t>(larger.data());
+    const std::uintptr_t first = (start + kLargePage - 1) & ~(kLargePage - 1);
+    const std::uintptr_t end = (start + count * sizeof(Block)) & ~(kLargePage - 1);
+    if (end >= first + 4 * kLargePage) {
+        madvise(reinterpret_cast<void*>(first), end - first, MADV_HUGEPAGE);
+    }
+#endif
+    larger.insert(larger.end(), std::make_move_iterator(blocks.begin()),
+                  std::make_move_iterator(blocks.end()));
+    blocks = std::move(larger);
 }
 
 } // namespace mnemora::core

@@ -231,6 +231,10 @@ std::string describeDoc(const std::string& zone, const std::string& docPath) {
 std::set<std::string> prepare(SQLite::Database& db) {
     // With the write-ahead log a save costs one sync instead of several and stays durable.
     db.exec("PRAGMA journal_mode = WAL");
+    // Saving a long document touches more pages than the default two megabytes of cache hold;
+    // SQLite would then write them out and read them back while the save runs. The cache only
+    // grows to this as pages are used.
+    db.exec("PRAGMA cache_size = -16384"); // kilobytes
     db.exec("CREATE TABLE IF NOT EXISTS schema_migrations (identifier TEXT NOT NULL PRIMARY KEY)");
     SQLite::Statement query(db, "SELECT identifier FROM schema_migrations");
     std::set<std::string> applied;
@@ -369,7 +373,7 @@ std::vector<Block> SqliteSidecarStore::loadBlocks(const std::string& zone,
         // long document at once. A little room is left over, so that a caller that turns the
         // list into the next version of the document, a few lines longer, can keep its memory.
         const std::size_t count = rowCount(*db_, zone, docPath);
-        blocks.reserve(count + count / 64 + 8);
+        reserveBlocks(blocks, count + count / 64 + 8);
         while (query.executeStep()) {
             blocks.push_back(readRow(query, 0));
         }

@@ -88,7 +88,7 @@ SyncedDocApplyResult SyncedDocEngine::applyFileChange(const std::string& docPath
                       [](const BlockOp& op) { return op.blockIfAny() != nullptr; }));
     previous.clear();
     result.blocks = std::move(previous);
-    result.blocks.reserve(placed);
+    reserveBlocks(result.blocks, placed);
     for (const BlockOp& op : result.ops) {
         if (const Block* block = op.blockIfAny()) {
             result.blocks.push_back(*block);
