@@ -203,6 +203,14 @@ QCoro::Task<> QuestionsDocMirrorService::runTick() {
     if (regenerated == text) {
         co_return;
     }
+    // The bridge writes the phone's changes into the same file. One that came while this tick
+    // waited for the index is not overwritten with a text built without it: the next tick starts
+    // from it.
+    if (documentText() != text) {
+        say(QStringLiteral("%1 changed while the tick ran — it is read again next tick")
+                .arg(kDocumentPath));
+        co_return;
+    }
     QCoro::Task<> writing = writeDocument(QString::fromStdString(regenerated), int(open.size()),
                                           int(blocks.size()), foreign);
     co_await writing;
@@ -218,10 +226,14 @@ QuestionsDocMirrorService::fetch(std::optional<Question::Status> status) {
     co_return co_await fetching;
 }
 
-QuestionsDocMirrorService::Blocks QuestionsDocMirrorService::readDocument(std::string& text) const {
+std::string QuestionsDocMirrorService::documentText() const {
     QFile file(*notesRoot_ + QLatin1Char('/') + kDocumentPath);
     // A document that cannot be read is an empty one: the first tick of a vault writes it.
-    text = file.open(QIODevice::ReadOnly) ? file.readAll().toStdString() : std::string();
+    return file.open(QIODevice::ReadOnly) ? file.readAll().toStdString() : std::string();
+}
+
+QuestionsDocMirrorService::Blocks QuestionsDocMirrorService::readDocument(std::string& text) const {
+    text = documentText();
     if (text.empty()) {
         return {};
     }

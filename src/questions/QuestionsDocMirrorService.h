@@ -111,6 +111,7 @@ private:
     QCoro::Task<> writeDocument(QString text, int openCount, int priorCount,
                                 std::set<std::string> foreign);
 
+    std::string documentText() const;
     Blocks readDocument(std::string& text) const;
     std::set<std::string> foreignCards(const Blocks& blocks, const QSet<QString>& slugs) const;
     void applyAnsweredBlocks(Blocks& blocks, const QList<Question>& all,

@@ -45,6 +45,26 @@ std::unordered_map<std::string, const Block*> priorOpenCards(const std::vector<B
     return prior;
 }
 
+// Questions whose card the phone has answered, words or clip, and that are not foreign. Until
+// the index hears of the answer such a question still comes back as open; it gets no second,
+// open card meanwhile. That card would show the phone its question unanswered again, and in the
+// file it would stand before the answered card with the same wording, where the block matcher
+// pairs edited lines by rank: the phone's record would be turned into the open card and its
+// answer, clip included, carried on under a new record.
+std::set<std::string> answeredOnThePhone(const std::vector<Block>& blocks,
+                                         const std::set<std::string>& foreign) {
+    std::set<std::string> ids;
+    for (const Block& block : blocks) {
+        if (block.kind == BlockKind::question && hasQuestionId(block) &&
+            block.questionStatus == QuestionCardStatus::answered &&
+            !foreign.contains(*block.questionID) &&
+            (hasAnswer(block) || (block.audioAssetRef && !block.audioAssetRef->empty()))) {
+            ids.insert(*block.questionID);
+        }
+    }
+    return ids;
+}
+
 } // namespace
 
 Block newCard(const Question& question, const std::optional<core::FractionalIndex>& last) {
@@ -75,6 +95,7 @@ bool isPreferred(const Block& entry, const Block& newcomer) {
 std::string regenerate(const std::vector<Block>& blocks, const QList<Question>& open,
                        const std::set<std::string>& foreign, const Resolutions& resolutions) {
     const auto priorOpen = priorOpenCards(blocks);
+    const std::set<std::string> answered = answeredOnThePhone(blocks, foreign);
 
     std::vector<Block> openCards;
     std::set<std::string> openSlugs;
@@ -83,6 +104,9 @@ std::string regenerate(const std::vector<Block>& blocks, const QList<Question>& 
         const std::string slug = question.slug.toStdString();
         openSlugs.insert(slug);
         const auto prior = priorOpen.find(slug);
+        if (prior == priorOpen.end() && answered.contains(slug)) {
+            continue;
+        }
         openCards.push_back(prior != priorOpen.end() ? *prior->second : newCard(question, last));
         last = openCards.back().position;
     }

@@ -23,7 +23,7 @@ using Resolutions = std::map<std::string, Resolution>;
 
 // The text of the document: each card's line, joined with line feeds, no line feed at the end.
 // `open` is in query order, newest first; `foreign` holds the question ids of cards that belong to
-// another vault.
+// another vault. An open question whose card the phone has answered gets no open card beside it.
 std::string regenerate(const std::vector<core::Block>& blocks, const QList<Question>& open,
                        const std::set<std::string>& foreign, const Resolutions& resolutions);
 

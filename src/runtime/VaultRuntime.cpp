@@ -1,6 +1,5 @@
 #include "runtime/VaultRuntime.h"
 
-#include <QFile>
 #include <QFileInfo>
 #include <QPointer>
 
@@ -85,9 +84,6 @@ QCoro::Task<> VaultRuntime::start() {
     if (!self) {
         co_return;
     }
-    // The close status mirror goes by the zone the vault had when it opened; the bridge then
-    // gives every vault a zone of its own.
-    self->startCompanionSync();
     QCoro::Task<> bridge = self->startBridge();
     co_await bridge;
     if (!self) {
@@ -97,12 +93,10 @@ QCoro::Task<> VaultRuntime::start() {
     setStarted(true);
 }
 
-// A vault syncs with the phone only when the bundle has a cloud container and the vault has a
-// zone of its own there.
+// The documents for the phone, once the bridge that carries them is there: a vault syncs with
+// the phone only when a record store is set up to hold them.
 void VaultRuntime::startCompanionSync() {
-    QFile zone(vaultRoot_ + QStringLiteral("/.mnemora/sync-zone"));
-    if (!VaultServices::companionSyncAvailable() || !zone.open(QIODevice::ReadOnly) ||
-        zone.readAll().trimmed().isEmpty()) {
+    if (!services_->syncedDocsBridge() || !VaultServices::companionSyncAvailable()) {
         return;
     }
     const QString label = QFileInfo(vaultRoot_).fileName();
@@ -122,17 +116,29 @@ SyncedDocsBridgeService* VaultRuntime::syncedDocsBridge() const {
 }
 
 QCoro::Task<> VaultRuntime::startBridge() {
+    if (services_->syncedDocsBridge()) {
+        co_return;
+    }
+    // The primary vault's folder gives no scope: the primary bridge and mirrors carry it. Any
+    // other vault gets a scope of its own here, on its first launch too.
     const QString scope = zoneScope();
     if (scope.isEmpty()) {
         co_return;
     }
+    QPointer<VaultRuntime> self(this);
     QCoro::Task<> starting =
         services_->startSyncedDocs(vaultRoot_, scope, SyncLog(QFileInfo(vaultRoot_).fileName()));
     co_await starting;
+    if (self) {
+        // After the bridge, so that the mirrors' first writes are seen by its file watcher.
+        self->startCompanionSync();
+    }
 }
 
 void VaultRuntime::restartBridge() {
     services_->stopSyncedDocs();
+    services_->dropQuestionsMirror();
+    services_->dropCloseStatusMirror();
     UserDefaults().remove(SyncedDocsBridgeService::engineStateKey(zoneScope()));
     startBridge(); // runs on by itself; VaultServices guards its own state
 }

@@ -60,11 +60,12 @@ public:
     // cannot be opened.
     SyncedDocsBridgeService* syncedDocsBridge() const;
 
-    // Starts the vault's bridge with the vault's own zone scope; nothing when one is there.
+    // Starts the vault's bridge with the vault's own zone scope, then, with a record store set
+    // up, the questions and close status mirrors; nothing when a bridge is there.
     QCoro::Task<> startBridge();
 
-    // Drops the bridge and forgets the sync engine's state, then starts afresh: every block
-    // is sent again from the sidecar.
+    // Drops the bridge and both mirrors and forgets the sync engine's state, then starts
+    // afresh: every block is sent again from the sidecar.
     void restartBridge();
 
 signals:

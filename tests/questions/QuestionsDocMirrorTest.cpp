@@ -290,6 +290,33 @@ TEST_F(QuestionsDocMirrorTest, ATypedAnswerReachesTheQuestionFileOnce) {
     EXPECT_EQ(requests("/transcribe-file/stream"), 0);
 }
 
+TEST_F(QuestionsDocMirrorTest, AnAnswerTheBridgeWritesWhileATickWaitsIsNotOverwritten) {
+    const QString file = question("q1", "open", "2026-11-10T08:00:00Z");
+    startMirror();
+    question("q2", "open", "2026-11-12T08:00:00Z");
+
+    // The tick has read the document and waits for the index; meanwhile the phone's answer
+    // arrives in the file.
+    QCoro::Task<> ticking = mirror.tick();
+    Block answered = cardOf("q1", QuestionCardStatus::open);
+    answered.questionStatus = QuestionCardStatus::answered;
+    answered.answer = "Yes";
+    writeDocument({answered});
+    const QByteArray phone = TestEnvironment::readFile(inbox);
+    runTask(std::move(ticking));
+    EXPECT_EQ(TestEnvironment::readFile(inbox), phone);
+    EXPECT_EQ(requests("/docs/write"), 1);
+    EXPECT_EQ(logged().last(),
+              kLog + "questions/inbox.md changed while the tick ran — it is read again next tick");
+
+    runTask(mirror.tick());
+    EXPECT_EQ(cardOf("q1").answer, "Yes");
+    EXPECT_EQ(cardOf("q1").appliedAt, "2026-11-20T10:00:00Z");
+    EXPECT_TRUE(TestEnvironment::readFile(file).contains("status: answered\n"));
+    ASSERT_FALSE(readDocument().empty());
+    EXPECT_EQ(readDocument().front().questionID, "q2");
+}
+
 TEST_F(QuestionsDocMirrorTest, AnAnswerToAClosedFileRepairsTheCardAndLeavesTheFile) {
     const struct {
         const char* slug;
@@ -428,16 +455,27 @@ TEST(QuestionsDocRegeneration, OpenCardsFollowTheQueryAndKeepTheirPlaceClosedOne
                   .level = 2,
                   .text = "Asked",
                   .position = core::FractionalIndex("g")};
-    const QList<Question> open{
-        {.slug = "a", .text = "A?"}, {.slug = "new", .text = "New?"}, {.slug = "b", .text = "B?"}};
+    // Answered on the phone, by words or by a clip, and still open in the index.
+    Block typed = card("t", QuestionCardStatus::answered, "T?");
+    typed.answer = "Yes";
+    typed.position = core::FractionalIndex("j");
+    Block spoken = card("s", QuestionCardStatus::answered, "S?");
+    spoken.audioAssetRef = "s.m4a";
+    spoken.position = core::FractionalIndex("k");
+    const QList<Question> open{{.slug = "a", .text = "A?"},
+                               {.slug = "t", .text = "T?"},
+                               {.slug = "new", .text = "New?"},
+                               {.slug = "s", .text = "S?"},
+                               {.slug = "b", .text = "B?"}};
     const std::string text =
-        QuestionsDocRegeneration::regenerate({b, a, closed, heading}, open, {}, {});
+        QuestionsDocRegeneration::regenerate({b, a, closed, heading, typed, spoken}, open, {}, {});
     const std::vector<Block> blocks = core::MarkdownCodec::parse(text);
     std::vector<std::string> order;
     for (const Block& block : blocks) {
         order.push_back(block.questionID.value_or(block.text));
     }
-    EXPECT_EQ(order, (std::vector<std::string>{"a", "new", "b", "Asked", "c"}));
+    EXPECT_EQ(order, (std::vector<std::string>{"a", "new", "b", "Asked", "c", "t", "s"}));
+    EXPECT_EQ(blocks[5].questionStatus, QuestionCardStatus::answered);
 
     const Block fresh = QuestionsDocRegeneration::newCard(open[1], a.position);
     EXPECT_GT(fresh.position, a.position);

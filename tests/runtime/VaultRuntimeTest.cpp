@@ -173,6 +173,9 @@ TEST_F(VaultRuntimeTest, RestartingTheBridgeForgetsTheEngineStateAndShutdownDrop
     test::runTask(runtime.startBridge());
     SyncedDocsBridgeService* first = runtime.syncedDocsBridge();
     ASSERT_NE(first, nullptr);
+    // Without a record store set up nothing is written for the phone.
+    EXPECT_EQ(runtime.services().questionsMirror(), nullptr);
+    EXPECT_EQ(runtime.services().closeStatusMirror(), nullptr);
     const QString scope = first->zoneScope();
     EXPECT_TRUE(scope.startsWith("Family-Books-")) << scope.toStdString();
     EXPECT_EQ(test::TestEnvironment::readFile(vault + "/.mnemora/sync-zone"), scope.toUtf8());
@@ -190,27 +193,38 @@ TEST_F(VaultRuntimeTest, RestartingTheBridgeForgetsTheEngineStateAndShutdownDrop
     EXPECT_EQ(runtime.syncedDocsBridge(), nullptr);
 }
 
-TEST_F(VaultRuntimeTest, AVaultWithASyncZoneMirrorsItsCloseStatus) {
-    UserDefaults().setString(RecordStoreSettings::urlKey, "https://couch.example/books");
-    const QString zoned = makeVault("Books");
-    test::TestEnvironment::writeFile(zoned + "/.mnemora/sync-zone", "b2\n");
-    const QString plain = makeVault("Plain");
-    VaultRuntime& withZone = prepared(zoned);
-    VaultRuntime& withoutZone = prepared(plain);
-    test::runTask(withZone.start());
-    test::runTask(withoutZone.start());
+// A vault opened for the first time has no zone yet: its bridge makes one, and its mirrors
+// start behind the bridge on that same launch.
+TEST_F(VaultRuntimeTest, ANewVaultMirrorsFromItsFirstLaunchAndARestartRenewsTheMirrors) {
+    UserDefaults().setString(RecordStoreSettings::urlKey, "http://127.0.0.1:9/books");
+    const QString vault = makeVault("Books");
+    VaultRuntime& runtime = prepared(vault);
+    test::runTask(runtime.start());
 
-    EXPECT_EQ(withoutZone.services().closeStatusMirror(), nullptr);
-    CloseStatusMirrorService* mirror = withZone.services().closeStatusMirror();
+    ASSERT_NE(runtime.syncedDocsBridge(), nullptr);
+    EXPECT_EQ(test::TestEnvironment::readFile(vault + "/.mnemora/sync-zone"),
+              runtime.syncedDocsBridge()->zoneScope().toUtf8());
+    ASSERT_NE(runtime.services().questionsMirror(), nullptr);
+    EXPECT_EQ(runtime.services().questionsMirror()->notesRoot(), vault + "/Notes");
+    CloseStatusMirrorService* mirror = runtime.services().closeStatusMirror();
     ASSERT_NE(mirror, nullptr);
     EXPECT_TRUE(mirror->isRunning());
-    EXPECT_EQ(mirror->notesRoot(), zoned + "/Notes");
-    SyncLog::flush();
-    EXPECT_TRUE(test::TestEnvironment::readFile(SyncLog::defaultFilePath())
-                    .contains(" [Books] [CloseStatusMirror] started\n"));
+    EXPECT_EQ(mirror->notesRoot(), vault + "/Notes");
+    const auto startedLines = [] {
+        SyncLog::flush();
+        return test::TestEnvironment::readFile(SyncLog::defaultFilePath())
+            .count(" [Books] [CloseStatusMirror] started\n");
+    };
+    EXPECT_EQ(startedLines(), 1);
+
+    ASSERT_TRUE(manager.restartBridge(vault));
+    ASSERT_TRUE(test::waitUntil([&] { return startedLines() == 2; }));
+    EXPECT_NE(runtime.syncedDocsBridge(), nullptr);
+    EXPECT_NE(runtime.services().questionsMirror(), nullptr);
 
     manager.shutdownAll();
-    EXPECT_EQ(withZone.services().closeStatusMirror(), nullptr);
+    EXPECT_EQ(runtime.services().closeStatusMirror(), nullptr);
+    EXPECT_EQ(runtime.services().questionsMirror(), nullptr);
 }
 
 TEST_F(VaultRuntimeTest, ASyncedVaultMirrorsItsScopesQuestionsUntilShutdown) {
