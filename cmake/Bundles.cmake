@@ -80,3 +80,24 @@ foreach(entry ${MNEMORA_BUNDLE_LIST})
   list(APPEND MNEMORA_BUNDLE_OUTPUTS ${folder}/${executable_name} ${folder}/${executable_name}-daemon)
 endforeach()
 add_custom_target(bundles ALL DEPENDS ${MNEMORA_BUNDLE_OUTPUTS})
+
+# The phone companion's files, which the application publishes into the record store's database:
+# the app from companion/, and PouchDB's browser build from the pinned npm package in tools/.
+set(MNEMORA_POUCHDB_BROWSER ${CMAKE_SOURCE_DIR}/tools/node_modules/pouchdb/dist/pouchdb.min.js)
+file(GLOB companion_files CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/companion/*)
+foreach(entry ${MNEMORA_BUNDLE_LIST})
+  string(REPLACE "|" ";" parts "${entry}")
+  list(GET parts 0 bundle_name)
+  foreach(file ${companion_files})
+    get_filename_component(name ${file} NAME)
+    configure_file(${file} ${MNEMORA_BUNDLES_DIR}/${bundle_name}/Resources/companion/${name} COPYONLY)
+  endforeach()
+  if(EXISTS ${MNEMORA_POUCHDB_BROWSER})
+    configure_file(${MNEMORA_POUCHDB_BROWSER}
+                   ${MNEMORA_BUNDLES_DIR}/${bundle_name}/Resources/companion/pouchdb.min.js COPYONLY)
+  endif()
+endforeach()
+if(NOT EXISTS ${MNEMORA_POUCHDB_BROWSER})
+  message(WARNING "tools/node_modules is missing (run scripts/setup.sh): the phone companion "
+                  "is bundled without PouchDB and the application will not publish it")
+endif()

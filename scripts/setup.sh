@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs every Debian package that the build, the tests, the application and its packaging
 # (dpkg-shlibdeps, icon rendering, desktop entry and AppStream validators) need, and the
-# test-only Node.js packages pinned under tools/ (PouchDB Server).
+# test-only Node.js packages pinned under tools/ (PouchDB Server, the phone companion's PouchDB
+# browser build, and playwright-core that drives Debian's Chromium in the companion's tests).
 # Idempotent: does nothing when all packages are present, and refreshes the package
 # lists only when something is missing. Works as root or through sudo.
 set -euo pipefail
@@ -24,6 +25,7 @@ packages=(
   dbus-bin dbus-daemon dbus-session-bus-common
   dpkg-dev file librsvg2-bin desktop-file-utils appstream curl
   pocketsphinx pocketsphinx-en-us ffmpeg espeak-ng
+  libqrencode-dev chromium
 )
 # Node.js and npm run the test servers. A machine that already has both (from any source) keeps
 # them: Debian's npm would not install beside another vendor's nodejs.

@@ -383,6 +383,35 @@ QCoro::Task<StoreResult<QByteArray>> CouchRecordStore::sendWhenReady(QByteArray 
     co_return StoreResult<QByteArray>{answer.failure, answer.failure ? QByteArray() : answer.body};
 }
 
+QCoro::Task<StoreResult<std::optional<QJsonObject>>>
+CouchRecordStore::fetchDesignDocument(QString name) {
+    using Result = StoreResult<std::optional<QJsonObject>>;
+    QPointer<CouchRecordStore> self(this);
+    QCoro::Task<std::optional<RecordStoreError>> ready = ensureDatabase();
+    std::optional<RecordStoreError> notReady = co_await ready;
+    if (!self || notReady) {
+        co_return Result{self ? notReady : storeClosed(), {}};
+    }
+    QCoro::Task<Answer> sending =
+        send("GET", urlFor({QStringLiteral("_design"), name}), {}, requestTimeout);
+    const Answer answer = co_await sending;
+    if (answer.status == 404) {
+        co_return Result{std::nullopt, std::nullopt};
+    }
+    if (answer.failure) {
+        co_return Result{answer.failure, {}};
+    }
+    co_return Result{std::nullopt, QJsonDocument::fromJson(answer.body).object()};
+}
+
+QCoro::Task<StoreAction> CouchRecordStore::putDesignDocument(QString name, QJsonObject document) {
+    QCoro::Task<StoreResult<QByteArray>> sending =
+        sendWhenReady("PUT", urlFor({QStringLiteral("_design"), name}),
+                      QJsonDocument(document).toJson(QJsonDocument::Compact));
+    const StoreResult<QByteArray> answer = co_await sending;
+    co_return StoreAction{answer.error, {}};
+}
+
 QCoro::Task<StoreResult<QJsonArray>> CouchRecordStore::postJson(QString path, QString query,
                                                                 QJsonObject body, QString rowsKey) {
     QCoro::Task<StoreResult<QByteArray>> sending = sendWhenReady(

@@ -30,6 +30,8 @@ public:
     ~CouchRecordStore() override;
 
     QString accountName() const override;
+    // The database's URL as the settings name it.
+    const QUrl& accountUrl() const { return account_.databaseUrl; }
 
     QCoro::Task<StoreResult<QStringList>> fetchAllZones() override;
     QCoro::Task<StoreResult<ModifyZonesResult>> modifyZones(QStringList saves,
@@ -42,6 +44,12 @@ public:
     void abortWaits() override;
     QCoro::Task<StoreAction> downloadAsset(RecordID recordID, QString fieldName,
                                            QString filePath) override;
+
+    // A design document of the database by its name (after "_design/"): none when there is
+    // none. Design documents hold what the server serves besides records, e.g. the phone's app.
+    QCoro::Task<StoreResult<std::optional<QJsonObject>>> fetchDesignDocument(QString name);
+    // Writes a design document whole, attachments inlined; its `_rev` must be the current one.
+    QCoro::Task<StoreAction> putDesignDocument(QString name, QJsonObject document);
 
     // What a request came to: the failure in the store's words, else the status and body.
     struct Answer {

@@ -10,6 +10,8 @@
 #include "app/Log.h"
 #include "app/UserDefaults.h"
 #include "app/VaultPaths.h"
+#include "cloud/CompanionPublisher.h"
+#include "cloud/CouchRecordStore.h"
 #include "cloud/RecordStore.h"
 #include "cloud/SyncedDocsContainer.h"
 #include "daemon/DaemonProcess.h"
@@ -29,6 +31,27 @@ namespace {
 
 QCoro::Task<> finished() {
     co_return;
+}
+
+// Brings the phone's app in the account database up to date with the bundle's copy. The store is
+// shared, so the publishing outlives nothing it needs.
+QCoro::Task<> publishCompanion(std::shared_ptr<RecordStore> store) {
+    auto* couch = dynamic_cast<CouchRecordStore*>(store.get());
+    if (couch == nullptr) {
+        co_return;
+    }
+    const QString source = QStringLiteral("Companion");
+    const QString url = CompanionPublisher::appUrl(couch->accountUrl()).toString();
+    QCoro::Task<Expected<CompanionPublisher::Outcome>> publishing =
+        CompanionPublisher::publish(*couch, CompanionPublisher::bundledFolder());
+    const Expected<CompanionPublisher::Outcome> outcome = co_await publishing;
+    if (!outcome.ok()) {
+        Log::line(source, QStringLiteral("the phone app was not published: ") + outcome.error());
+    } else if (outcome.value() == CompanionPublisher::Outcome::published) {
+        Log::line(source, QStringLiteral("published the phone app at ") + url);
+    } else {
+        Log::line(source, QStringLiteral("the phone app is up to date at ") + url);
+    }
 }
 
 } // namespace
@@ -77,6 +100,11 @@ QCoro::Task<> VaultServices::startSyncedDocs(QString vaultRoot, QString zoneScop
         co_return;
     }
     self->syncedDocsStarting_ = false;
+    if (store && zoneScope.isEmpty()) {
+        // The primary vault's start publishes the phone's app; other vaults share its database.
+        // Runs detached: it holds the store and nothing of this.
+        publishCompanion(store);
+    }
     self->syncedDocs_ = SyncedDocsStack::open(zoneScope, self->daemon_, std::move(store), log);
     if (self->syncedDocs_) {
         self->syncedDocs_->bridge().start(vaultRoot + QStringLiteral("/Notes"));

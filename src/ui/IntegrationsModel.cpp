@@ -3,9 +3,11 @@
 #include <QJsonArray>
 #include <QLocale>
 #include <QPointer>
+#include <QSettings>
 
 #include "app/ConfigService.h"
 #include "app/UserDefaults.h"
+#include "cloud/CompanionPublisher.h"
 #include "daemon/DaemonEndpoints.h"
 #include "daemon/DaemonProcess.h"
 #include "daemon/DaemonService.h"
@@ -15,6 +17,7 @@
 #include "integrations/PromptSeedService.h"
 #include "integrations/SkillSeedService.h"
 #include "integrations/SourceSeedService.h"
+#include "ui/QrCode.h"
 
 namespace mnemora {
 
@@ -147,6 +150,29 @@ QVariantMap IntegrationsModel::settings() const {
             {QStringLiteral("hourText"), Dreamer::hourText(hour)},
             {QStringLiteral("showAttach"),
              UserDefaults().boolValue(QString::fromLatin1(UserDefaults::showSessionTerminal))}};
+}
+
+QVariantMap IntegrationsModel::companion() const {
+    const QSettings defaults(UserDefaults().filePath(), QSettings::IniFormat);
+    return companionFor(RecordStoreSettings::read(defaults));
+}
+
+QVariantMap IntegrationsModel::companionFor(const RecordStoreSettings& store) {
+    if (!store.isConfigured()) {
+        return {};
+    }
+    const QString url = CompanionPublisher::appUrl(store.databaseUrl).toString();
+    QVariantMap companion{{QStringLiteral("url"), url}};
+    if (const std::optional<QrCode> code = QrCode::encode(url)) {
+        QVariantList modules;
+        modules.reserve(code->modules.size());
+        for (const bool dark : code->modules) {
+            modules << dark;
+        }
+        companion.insert(QStringLiteral("qrSize"), code->size);
+        companion.insert(QStringLiteral("qrModules"), modules);
+    }
+    return companion;
 }
 
 QString IntegrationsModel::failureTitle() const {

@@ -4,6 +4,7 @@
 #include <QVariantList>
 #include <QVariantMap>
 
+#include "cloud/RecordStoreSettings.h"
 #include "platform/Expected.h"
 #include "ui/ScreenModel.h"
 
@@ -24,6 +25,7 @@ class IntegrationsModel : public ScreenModel {
     Q_PROPERTY(QObject* sources READ sources CONSTANT)
     Q_PROPERTY(QVariantMap registration READ registration NOTIFY detailsChanged)
     Q_PROPERTY(QVariantMap settings READ settings NOTIFY detailsChanged)
+    Q_PROPERTY(QVariantMap companion READ companion NOTIFY detailsChanged)
     Q_PROPERTY(QString message READ message NOTIFY detailsChanged)
     Q_PROPERTY(QString failureTitle READ failureTitle NOTIFY errorTextChanged)
 
@@ -39,6 +41,10 @@ public:
     QObject* sources() const;
     QVariantMap registration() const;
     QVariantMap settings() const;
+    // The phone companion's address and its QR code (`url`, `qrSize`, `qrModules`), from the
+    // record store the user defaults name; empty without one.
+    QVariantMap companion() const;
+    static QVariantMap companionFor(const RecordStoreSettings& store);
     const QString& message() const { return message_; }
     QString failureTitle() const;
 

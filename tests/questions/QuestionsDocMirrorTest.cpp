@@ -5,7 +5,9 @@
 #include <QProcess>
 #include <QProcessEnvironment>
 
+#include <atomic>
 #include <memory>
+#include <thread>
 
 #include "app/ConfigService.h"
 #include "core/MarkdownCodec.h"
@@ -296,13 +298,33 @@ TEST_F(QuestionsDocMirrorTest, AnAnswerTheBridgeWritesWhileATickWaitsIsNotOverwr
     question("q2", "open", "2026-11-12T08:00:00Z");
 
     // The tick has read the document and waits for the index; meanwhile the phone's answer
-    // arrives in the file.
+    // arrives in the file. Every reader of the index is kept busy until then: a read that is
+    // over before the tick awaits it would let the tick run on to its write at once.
+    std::atomic<int> busy = 0;
+    std::atomic<bool> release = false;
+    std::vector<QCoro::Task<int>> blockers;
+    for (int k = 0; k < 4; ++k) {
+        blockers.push_back(database.query<int>("hold", [&](SQLite::Database&) {
+            ++busy;
+            while (!release) {
+                std::this_thread::yield();
+            }
+            return 0;
+        }));
+    }
+    const auto releaseOnExit = std::unique_ptr<std::atomic<bool>, void (*)(std::atomic<bool>*)>(
+        &release, [](std::atomic<bool>* flag) { *flag = true; });
+    ASSERT_TRUE(waitUntil([&busy] { return busy == 4; }));
     QCoro::Task<> ticking = mirror.tick();
     Block answered = cardOf("q1", QuestionCardStatus::open);
     answered.questionStatus = QuestionCardStatus::answered;
     answered.answer = "Yes";
     writeDocument({answered});
     const QByteArray phone = TestEnvironment::readFile(inbox);
+    release = true;
+    for (QCoro::Task<int>& blocker : blockers) {
+        runTask(std::move(blocker));
+    }
     runTask(std::move(ticking));
     EXPECT_EQ(TestEnvironment::readFile(inbox), phone);
     EXPECT_EQ(requests("/docs/write"), 1);

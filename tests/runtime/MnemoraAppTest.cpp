@@ -5,10 +5,13 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
 #include <QProcess>
 #include <QRegularExpression>
 
 #include <csignal>
+#include <memory>
 
 #include "app/AppStateStore.h"
 #include "app/ConfigService.h"
@@ -118,6 +121,31 @@ TEST(MnemoraApp, TheSyncBridgeStartsOverTheConfiguredStoreOrStaysAbsent) {
         app.appDelegate().applicationWillTerminate();
         EXPECT_TRUE(UserDefaults().dataValue("syncedDocs.engineState.v1").has_value());
     }
+}
+
+// The primary vault's start puts the phone's app into the record store's database.
+TEST(MnemoraApp, StartUpPublishesThePhoneCompanionIntoTheRecordStore) {
+    test::PouchServer server;
+    ASSERT_TRUE(server.isRunning()) << server.error().toStdString();
+    TestEnvironment env;
+    const QString companion = QStringLiteral(MNEMORA_BUNDLES_DIR "/Tallo/Resources/companion");
+    qputenv("MNEMORA_COMPANION_DIR", companion.toUtf8());
+    test::BundleOverride bundle("tallo.ai", "Tallo", "Tallo");
+    const QUrl database = server.freshDatabaseUrl();
+    UserDefaults("tallo.ai").setString(RecordStoreSettings::urlKey, database.toString());
+    MnemoraApp app;
+    test::runTask(app.startUp());
+    qunsetenv("MNEMORA_COMPANION_DIR");
+    QNetworkAccessManager network;
+    QByteArray page;
+    EXPECT_TRUE(test::waitUntil([&] {
+        std::unique_ptr<QNetworkReply> reply(network.get(
+            QNetworkRequest(QUrl(database.toString() + "/_design/companion/index.html"))));
+        test::waitUntil([&] { return reply->isFinished(); });
+        page = reply->readAll();
+        return reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt() == 200;
+    }));
+    EXPECT_EQ(page, TestEnvironment::readFile(companion + "/index.html"));
 }
 
 TEST(MnemoraApp, WithARecordStoreBothMirrorsRunOnTheVault) {

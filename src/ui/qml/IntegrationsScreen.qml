@@ -181,6 +181,12 @@ ScreenPage {
                 visible: screen.screenModel.primary
                 screenModel: screen.screenModel
             }
+
+            CompanionLink {
+                Layout.fillWidth: true
+                visible: screen.screenModel.primary && !!screen.screenModel.companion.url
+                values: screen.screenModel.companion
+            }
         }
     }
 }
