@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -186,7 +187,7 @@ private:
     std::vector<Gap> gaps() const;
     void pairEdits(const Gap& gap);
     std::vector<int> nextAnchors() const;
-    BlockOp operationFor(int j, Block block) const;
+    BlockOp::Kind continueBlock(int j, Block& block) const;
 
     const std::vector<Block>& stored_;
     const std::vector<Block>& previous_;
@@ -293,22 +294,23 @@ std::vector<int> Matching::nextAnchors() const {
     return nextAnchor;
 }
 
-// `block` is the new block at index j, already placed.
-BlockOp Matching::operationFor(int j, Block block) const {
+// `block` is the new block at index j, already placed. It takes the identifier of the stored
+// block it continues; the result says how it changed.
+BlockOp::Kind Matching::continueBlock(int j, Block& block) const {
     const std::optional<Match>& match = matches_[at(j)];
     if (!match) {
-        return BlockOp::add(std::move(block));
+        return BlockOp::Kind::add;
     }
     const Block& before = oldAt(match->previousIndex);
     block.id = before.id;
     if (oldClasses_[at(match->previousIndex)] != newClasses_[at(j)]) {
-        return BlockOp::edit(std::move(block));
+        return BlockOp::Kind::edit;
     }
     // A key handed out by the equal-keys guard is new, so compare with the stored key.
     if (block.position == stored_[at(match->previousIndex)].position) {
-        return BlockOp::keep(std::move(block));
+        return BlockOp::Kind::keep;
     }
-    return BlockOp::move(std::move(block));
+    return BlockOp::Kind::move;
 }
 
 // Keys for the `count` blocks after the last anchor, which have no neighbour after them. Placing
@@ -327,35 +329,45 @@ std::vector<FractionalIndex> trailingKeys(const std::optional<FractionalIndex>& 
 }
 
 // Anchors keep their stored position; every other block is placed between its predecessor and
-// the next anchor, or spread out behind the last one. Stored blocks that nothing continues are
-// deleted last, in stored order.
+// the next anchor, or spread out behind the last one. The new blocks are placed where they are
+// and then shared by their operations, so the document is not copied. Stored blocks that nothing
+// continues are deleted last, in stored order.
 std::vector<BlockOp> Matching::operations() {
     const std::vector<int> nextAnchor = nextAnchors();
     int trailing = m_;
     while (trailing > 0 && !isAnchor(trailing - 1)) {
         --trailing;
     }
-    std::vector<BlockOp> ops;
-    ops.reserve(at(m_) +
-                at(static_cast<int>(std::count(unmatched_.begin(), unmatched_.end(), true))));
-    std::optional<FractionalIndex> last;
+    std::vector<BlockOp::Kind> kinds(at(m_));
+    const FractionalIndex* last = nullptr;
     for (int j = 0; j < trailing; ++j) {
-        Block block = std::move(newBlocks_[at(j)]);
+        Block& block = newBlocks_[at(j)];
         if (isAnchor(j)) {
             block.position = oldAt(matches_[at(j)]->previousIndex).position;
         } else {
             const int next = nextAnchor[at(j)];
             block.position = FractionalIndex::between(
-                last, next < 0 ? std::nullopt : std::optional(oldAt(next).position));
+                last ? std::optional(*last) : std::nullopt,
+                next < 0 ? std::nullopt : std::optional(oldAt(next).position));
         }
-        last = block.position;
-        ops.push_back(operationFor(j, std::move(block)));
+        last = &block.position;
+        kinds[at(j)] = continueBlock(j, block);
     }
-    std::vector<FractionalIndex> keys = trailingKeys(last, m_ - trailing);
+    std::vector<FractionalIndex> keys =
+        trailingKeys(last ? std::optional(*last) : std::nullopt, m_ - trailing);
     for (int j = trailing; j < m_; ++j) {
-        Block block = std::move(newBlocks_[at(j)]);
+        Block& block = newBlocks_[at(j)];
         block.position = std::move(keys[at(j - trailing)]);
-        ops.push_back(operationFor(j, std::move(block)));
+        kinds[at(j)] = continueBlock(j, block);
+    }
+
+    const auto placed = std::make_shared<const std::vector<Block>>(std::move(newBlocks_));
+    std::vector<BlockOp> ops;
+    ops.reserve(at(m_) +
+                at(static_cast<int>(std::count(unmatched_.begin(), unmatched_.end(), true))));
+    for (std::size_t j = 0; j < placed->size(); ++j) {
+        ops.push_back(
+            BlockOp::sharing(kinds[j], std::shared_ptr<const Block>(placed, &(*placed)[j])));
     }
     for (int i = 0; i < n_; ++i) {
         if (unmatched_[at(i)]) {

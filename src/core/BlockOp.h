@@ -4,6 +4,7 @@
 #include "core/BlockID.h"
 #include "core/WireWord.h"
 
+#include <memory>
 #include <optional>
 #include <utility>
 #include <variant>
@@ -12,6 +13,10 @@ namespace mnemora::core {
 
 // One change to one block of a document, as the matcher reports it and as the cloud delivers it.
 // Every case but `delete_` carries the whole block; a delete carries only the identifier.
+//
+// The block is immutable once in an operation, so copies of an operation share it, and the
+// operations of one diff can all point into the one list of the new document (`sharing`) instead
+// of each holding a block of a kilobyte: a long document is then not held twice.
 class BlockOp {
 public:
     // `delete` is a C++ keyword, hence the trailing underscore; its wire word is "delete".
@@ -23,17 +28,23 @@ public:
         move,    // same identity, same content, new position
     };
 
-    static BlockOp keep(Block block) { return BlockOp(Kind::keep, std::move(block)); }
-    static BlockOp edit(Block block) { return BlockOp(Kind::edit, std::move(block)); }
-    static BlockOp add(Block block) { return BlockOp(Kind::add, std::move(block)); }
+    static BlockOp keep(Block block) { return BlockOp(Kind::keep, held(std::move(block))); }
+    static BlockOp edit(Block block) { return BlockOp(Kind::edit, held(std::move(block))); }
+    static BlockOp add(Block block) { return BlockOp(Kind::add, held(std::move(block))); }
     static BlockOp delete_(BlockID id) { return BlockOp(Kind::delete_, std::move(id)); }
-    static BlockOp move(Block block) { return BlockOp(Kind::move, std::move(block)); }
+    static BlockOp move(Block block) { return BlockOp(Kind::move, held(std::move(block))); }
+
+    // An operation of any kind but `delete_` on a block that is already held elsewhere, which
+    // nobody changes any more; `block` must not be null.
+    static BlockOp sharing(Kind kind, std::shared_ptr<const Block> block) {
+        return BlockOp(kind, std::move(block));
+    }
 
     Kind kind() const { return kind_; }
 
     // The block's identifier in every case.
     const BlockID& id() const {
-        if (const Block* block = std::get_if<Block>(&payload_)) {
+        if (const Block* block = blockIfAny()) {
             return block->id;
         }
         return std::get<BlockID>(payload_);
@@ -41,24 +52,44 @@ public:
 
     // The payload; absent for a delete.
     std::optional<Block> block() const {
-        if (const Block* block = std::get_if<Block>(&payload_)) {
+        if (const Block* block = blockIfAny()) {
             return *block;
         }
         return std::nullopt;
     }
 
     // The payload without a copy; null for a delete.
-    const Block* blockIfAny() const { return std::get_if<Block>(&payload_); }
+    const Block* blockIfAny() const {
+        const auto* block = std::get_if<std::shared_ptr<const Block>>(&payload_);
+        return block ? block->get() : nullptr;
+    }
 
-    bool operator==(const BlockOp&) const = default;
+    // By value: the same kind and the same block, or the same deleted identifier.
+    bool operator==(const BlockOp& other) const {
+        if (kind_ != other.kind_) {
+            return false;
+        }
+        const Block* block = blockIfAny();
+        const Block* otherBlock = other.blockIfAny();
+        if (block && otherBlock) {
+            return block == otherBlock || *block == *otherBlock;
+        }
+        return !block && !otherBlock && id() == other.id();
+    }
 
 private:
-    BlockOp(Kind kind, std::variant<Block, BlockID> payload)
+    using Payload = std::variant<std::shared_ptr<const Block>, BlockID>;
+
+    static std::shared_ptr<const Block> held(Block block) {
+        return std::make_shared<const Block>(std::move(block));
+    }
+
+    BlockOp(Kind kind, Payload payload)
         : kind_(kind)
         , payload_(std::move(payload)) {}
 
     Kind kind_;
-    std::variant<Block, BlockID> payload_;
+    Payload payload_;
 };
 
 template <> struct WireWords<BlockOp::Kind> {

@@ -469,7 +469,9 @@ std::vector<Block> parse(std::string_view text) {
 std::vector<Block> parse(std::string_view text, std::vector<Degradation>& degradations) {
     const auto lineCount = static_cast<int>(std::count(text.begin(), text.end(), '\n') + 1);
     std::vector<FractionalIndex> positions = FractionalIndex::evenlySpaced(lineCount);
-    std::vector<Block> blocks(static_cast<std::size_t>(lineCount));
+    std::vector<Block> blocks;
+    reserveBlocks(blocks, static_cast<std::size_t>(lineCount));
+    blocks.resize(static_cast<std::size_t>(lineCount));
     std::size_t start = 0;
     for (std::size_t i = 0; i < blocks.size(); ++i) {
         const std::size_t end = std::min(text.find('\n', start), text.size());
