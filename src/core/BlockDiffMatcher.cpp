@@ -316,16 +316,11 @@ BlockOp::Kind Matching::continueBlock(int j, Block& block) const {
 // Keys for the `count` blocks after the last anchor, which have no neighbour after them. Placing
 // them one by one after their predecessor made each key a character longer than the one before,
 // so a file first seen at thousands of lines, or a long paste at its end, carried keys thousands
-// of characters long. They are spread evenly instead, behind the last anchor's key (a longer key
-// with that key as its prefix sorts after it), and keep the shortest width that holds them.
-std::vector<FractionalIndex> trailingKeys(const std::optional<FractionalIndex>& last, int count) {
-    std::vector<FractionalIndex> keys = FractionalIndex::evenlySpaced(count);
-    if (last) {
-        for (FractionalIndex& key : keys) {
-            key.key.insert(0, last->key);
-        }
-    }
-    return keys;
+// of characters long. They are spread evenly over the rest of the range instead, at the shortest
+// width that holds them, so a line added at the end costs a character only now and then.
+std::vector<FractionalIndex> trailingKeys(const FractionalIndex* last, int count) {
+    return last ? FractionalIndex::evenlySpacedAfter(*last, count)
+                : FractionalIndex::evenlySpaced(count);
 }
 
 // Anchors keep their stored position; every other block is placed between its predecessor and
@@ -353,8 +348,7 @@ std::vector<BlockOp> Matching::operations() {
         last = &block.position;
         kinds[at(j)] = continueBlock(j, block);
     }
-    std::vector<FractionalIndex> keys =
-        trailingKeys(last ? std::optional(*last) : std::nullopt, m_ - trailing);
+    std::vector<FractionalIndex> keys = trailingKeys(last, m_ - trailing);
     for (int j = trailing; j < m_; ++j) {
         Block& block = newBlocks_[at(j)];
         block.position = std::move(keys[at(j - trailing)]);

@@ -168,6 +168,52 @@ std::vector<FractionalIndex> FractionalIndex::evenlySpaced(int count) {
     return keys;
 }
 
+std::vector<FractionalIndex> FractionalIndex::evenlySpacedAfter(const FractionalIndex& lower,
+                                                                int count) {
+    std::vector<FractionalIndex> keys = evenlySpaced(count);
+    if (!lower.isWellFormed()) {
+        // Outside the alphabet the digits do not order as the bytes do; a longer key with
+        // `lower` as its prefix always sorts after it.
+        for (FractionalIndex& key : keys) {
+            key.key.insert(0, lower.key);
+        }
+        return keys;
+    }
+    if (keys.empty()) {
+        return keys;
+    }
+    // Read at `width` digits, `lower` is the whole number `floor`, and the keys are the numbers
+    // above it up to kBase^width; `gap` is kBase^width - floor. The gap grows with the width, at
+    // the latest once the key's digits run out or fall below "z"; the first width at which it
+    // holds count + 1 steps is the shortest.
+    const Digits lowerDigits = readDigits(lower.key);
+    const auto slots = static_cast<std::uint64_t>(count) + 1;
+    std::uint64_t gap = 1;
+    std::size_t width = 0;
+    while (gap < slots) {
+        const int digit = width < lowerDigits.size() ? lowerDigits[width] : 0;
+        gap = gap * kBase - static_cast<std::uint64_t>(digit);
+        ++width;
+    }
+    Digits floor(width, 0);
+    std::copy_n(lowerDigits.begin(), std::min(width, lowerDigits.size()), floor.begin());
+    // Key k is floor + k * gap / slots, rounded down; k * gap can overflow, so it is split.
+    const std::uint64_t quotient = gap / slots;
+    const std::uint64_t remainder = gap % slots;
+    for (std::uint64_t k = 1; k < slots; ++k) {
+        std::uint64_t carry = k * quotient + k * remainder / slots;
+        Digits digits = floor;
+        for (std::size_t i = width; i-- > 0 && carry > 0;) {
+            carry += static_cast<std::uint64_t>(digits[i]);
+            digits[i] = static_cast<int>(carry % kBase);
+            carry /= kBase;
+        }
+        trim(digits);
+        keys[static_cast<std::size_t>(k - 1)] = FractionalIndex(writeDigits(digits));
+    }
+    return keys;
+}
+
 bool FractionalIndex::isWellFormed() const {
     return !key.empty() && key.back() != kAlphabet.front() &&
            key.find_first_not_of(kAlphabet) == std::string::npos;

@@ -36,6 +36,14 @@ public:
     // gets "i", three get "9", "i", "r". Stored keys are never rebalanced.
     static std::vector<FractionalIndex> evenlySpaced(int count);
 
+    // Keys for `count` items appended after the key `lower` with nothing after them, ascending,
+    // spread evenly over the rest of the range above `lower` at the shortest width that holds
+    // them: one item after "i" gets "r", one after "z" gets "zi". Their width never exceeds
+    // that of `lower` followed by evenlySpaced(count), and stays near log36 of the count unless
+    // `lower` is a run of "z". A `lower` that is not well formed gets exactly that, so the new
+    // keys still sort after it.
+    static std::vector<FractionalIndex> evenlySpacedAfter(const FractionalIndex& lower, int count);
+
     // Whether between() can always work with this key: it is not empty, uses only the alphabet
     // and does not end in "0". Every key made here is such a key; one that came in from outside
     // (a cloud record, an older file) must be checked before it is stored.

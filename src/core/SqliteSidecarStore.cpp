@@ -6,9 +6,11 @@
 #include <sqlite3.h>
 
 #include <array>
+#include <chrono>
 #include <initializer_list>
 #include <iterator>
 #include <set>
+#include <thread>
 #include <type_traits>
 #include <utility>
 
@@ -231,12 +233,29 @@ std::string describeDoc(const std::string& zone, const std::string& docPath) {
 // Sets the connection up as the store relies on and returns the schema steps the file has had.
 std::set<std::string> prepare(SQLite::Database& db) {
     // With the write-ahead log a save costs one sync instead of several and stays durable.
-    db.exec("PRAGMA journal_mode = WAL");
+    // Switching a new file over needs it to itself, and SQLite answers "locked" at once, without
+    // waiting, when another process is switching it at the same moment: that is tried again.
+    for (int attempt = 1;; ++attempt) {
+        try {
+            db.exec("PRAGMA journal_mode = WAL");
+            break;
+        } catch (const SQLite::Exception& e) {
+            const int code = e.getErrorCode() & 0xff;
+            if ((code != SQLITE_BUSY && code != SQLITE_LOCKED) || attempt == 200) {
+                throw;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(25));
+        }
+    }
     // Saving a long document touches more pages than the default two megabytes of cache hold;
     // SQLite would then write them out and read them back while the save runs. The cache only
     // grows to this as pages are used.
     db.exec("PRAGMA cache_size = -16384"); // kilobytes
+    // Taking the write lock first makes a second opener wait for it; a statement that read first
+    // and then wanted to write would be refused at once instead.
+    SQLite::Transaction creating(db, SQLite::TransactionBehavior::IMMEDIATE);
     db.exec("CREATE TABLE IF NOT EXISTS schema_migrations (identifier TEXT NOT NULL PRIMARY KEY)");
+    creating.commit();
     SQLite::Statement query(db, "SELECT identifier FROM schema_migrations");
     std::set<std::string> applied;
     while (query.executeStep()) {

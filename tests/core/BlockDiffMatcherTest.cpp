@@ -78,18 +78,18 @@ TEST(BlockDiffMatcherTest, InsertsArePlacedBetweenTheirNeighbours) {
     EXPECT_EQ(diffTexts({{"A", "i", "one"}, {"B", "ii", "two"}}, {"zero", "one", "two"}),
               (Lines{"add n1 9 zero", "keep A i one", "keep B ii two"}));
     EXPECT_EQ(diffTexts({{"A", "a", "one"}, {"B", "b", "two"}}, {"one", "mid", "two", "end"}),
-              (Lines{"keep A a one", "add n2 ai mid", "keep B b two", "add n4 bi end"}));
+              (Lines{"keep A a one", "add n2 ai mid", "keep B b two", "add n4 n end"}));
 }
 
-TEST(BlockDiffMatcherTest, BlocksAfterTheLastAnchorAreSpreadBehindIt) {
-    // One block after the last anchor is placed as before; a run of them no longer grows a
-    // character per block.
+TEST(BlockDiffMatcherTest, BlocksAfterTheLastAnchorAreSpreadOverTheRestOfTheRange) {
+    // Neither one block after the last anchor nor a run of them grows the key a character per
+    // block: they share out the room left above the last anchor's key.
     EXPECT_EQ(diffTexts({{"A", "a", "one"}, {"B", "b", "two"}}, {"one", "two", "x", "y", "z"}),
-              (Lines{"keep A a one", "keep B b two", "add n3 b9 x", "add n4 bi y", "add n5 br z"}));
+              (Lines{"keep A a one", "keep B b two", "add n3 h x", "add n4 n y", "add n5 t z"}));
     // A moved block of the run is spread with the added ones.
     EXPECT_EQ(diffTexts({{"A", "a", "one"}, {"B", "b", "buy milk"}, {"C", "c", "two"}},
                         {"one", "two", "buy milk", "new"}),
-              (Lines{"keep A a one", "keep C c two", "move B cc buy milk", "add n4 co new"}));
+              (Lines{"keep A a one", "keep C c two", "move B k buy milk", "add n4 s new"}));
 }
 
 TEST(BlockDiffMatcherTest, EditNeedsHalfTheCharactersInCommon) {
@@ -142,14 +142,14 @@ TEST(BlockDiffMatcherTest, TickedCheckboxIsAnEdit) {
 TEST(BlockDiffMatcherTest, MovesAndDuplicates) {
     // On the tie the walk drops the old "x" first, so "y" anchors and "x" moves.
     EXPECT_EQ(diffTexts({{"A", "a", "x"}, {"B", "b", "y"}}, {"y", "x"}),
-              (Lines{"keep B b y", "move A bi x"}));
+              (Lines{"keep B b y", "move A n x"}));
     EXPECT_EQ(diffTexts({{"A", "a", "-"}, {"B", "b", "x"}, {"C", "c", "-"}}, {"-", "x", "-", "-"}),
-              (Lines{"keep A a -", "keep B b x", "keep C c -", "add n4 ci -"}));
+              (Lines{"keep A a -", "keep B b x", "keep C c -", "add n4 o -"}));
     EXPECT_EQ(diffTexts({{"A", "a", "x"}, {"B", "b", "x"}}, {"x"}),
               (Lines{"keep A a x", "delete B"}));
     // A moved duplicate takes the first stored candidate.
     EXPECT_EQ(diffTexts({{"A", "a", "x"}, {"B", "b", "x"}, {"C", "c", "y"}}, {"y", "x"}),
-              (Lines{"keep C c y", "move A ci x", "delete B"}));
+              (Lines{"keep C c y", "move A o x", "delete B"}));
 }
 
 TEST(BlockDiffMatcherTest, EqualStoredKeysAreSeparatedByIdentifier) {

@@ -4,6 +4,9 @@
 
 #include <algorithm>
 #include <random>
+#include <string>
+#include <tuple>
+#include <vector>
 
 namespace mnemora::core {
 namespace {
@@ -93,6 +96,57 @@ TEST_F(FractionalIndexDeathTest, KeysLongerThanTheCapGetOneTryAtTheirOwnWidth) {
     EXPECT_EQ(between(stem, stem + "i"), stem + "9");
     // Widening past the cap is still refused.
     EXPECT_DEATH(between(stem + "a", stem + "a0"), "no key of at most 199 digits between");
+}
+
+TEST(FractionalIndexEvenlySpaced, KeysAfterALastOneSpreadOverTheRestOfTheRange) {
+    const auto keys = [](const std::string& lower, int count) {
+        std::string joined;
+        for (const FI& key : FI::evenlySpacedAfter(FI(lower), count)) {
+            joined += (joined.empty() ? "" : " ") + key.key;
+        }
+        return joined;
+    };
+    // (lower, count, keys)
+    const std::vector<std::tuple<std::string, int, std::string>> cases{
+        {"i", 0, ""},
+        {"i", 1, "r"},
+        {"r", 1, "v"},
+        {"iii", 2, "o u"}, // shorter than the key before them
+        {"y", 2, "yo zc"},
+        {"z", 1, "zi"}, // a run of "z" leaves no room at its own width
+        {"zz", 3, "zz9 zzi zzr"},
+        {"iZ", 1, "iZi"}, // not in the alphabet: behind it as its prefix
+    };
+    for (const auto& [lower, count, expected] : cases) {
+        EXPECT_EQ(keys(lower, count), expected) << lower << " " << count;
+    }
+    EXPECT_EQ(keys("i", 35).substr(0, 4), "ii j") << "a trailing zero digit is dropped";
+
+    std::mt19937 random(22);
+    std::uniform_int_distribution<int> digit(0, 35);
+    for (int round = 0; round < 300; ++round) {
+        std::string lower;
+        for (int length = 1 + round % 7; static_cast<int>(lower.size()) < length;) {
+            lower += "0123456789abcdefghijklmnopqrstuvwxyz"[digit(random)];
+        }
+        lower += round % 5 == 0 ? "zzzz" : "k";
+        const int count = 1 + static_cast<int>(random() % 2000);
+        SCOPED_TRACE(lower + " " + std::to_string(count));
+        const std::vector<FI> after = FI::evenlySpacedAfter(FI(lower), count);
+        ASSERT_EQ(after.size(), static_cast<std::size_t>(count));
+        EXPECT_LT(FI(lower), after.front());
+        EXPECT_TRUE(std::adjacent_find(after.begin(), after.end(), std::greater_equal<FI>()) ==
+                    after.end())
+            << "strictly ascending";
+        std::size_t widest = lower.size();
+        for (const FI& key : FI::evenlySpaced(count)) {
+            widest = std::max(widest, lower.size() + key.key.size());
+        }
+        for (const FI& key : after) {
+            ASSERT_TRUE(key.isWellFormed()) << key;
+            ASSERT_LE(key.key.size(), widest) << key;
+        }
+    }
 }
 
 TEST(FractionalIndexEvenlySpaced, SpreadsKeysAtTheShortestWidthThatHoldsThem) {

@@ -69,6 +69,25 @@ TEST_F(SyncedDocEngineTest, EditsKeepTheIdentityAndRemovedLinesLeaveTheSidecar) 
     EXPECT_EQ(store_.loadBlocks("a.md"), removed.blocks);
 }
 
+TEST_F(SyncedDocEngineTest, LinesAddedAtTheEndOneAtATimeKeepShortKeys) {
+    // A journal grows by a line at a time. Each key used to be one character longer than the
+    // last; spread over the rest of the range, a character is added about every fifth line.
+    std::string text = "Day 0";
+    engine_.applyFileChange("journal.md", text);
+    for (int day = 1; day < 150; ++day) {
+        text += "\nDay " + std::to_string(day);
+        const auto result = engine_.applyFileChange("journal.md", text);
+        ASSERT_EQ(result.ops.back().kind(), BlockOp::Kind::add) << day;
+    }
+    const std::vector<Block> stored = store_.loadBlocks("journal.md");
+    ASSERT_EQ(stored.size(), 150u);
+    EXPECT_TRUE(std::is_sorted(stored.begin(), stored.end(), [](const Block& a, const Block& b) {
+        return a.position < b.position;
+    }));
+    EXPECT_EQ(stored.back().text, "Day 149");
+    EXPECT_LE(stored.back().position.key.size(), 35u) << stored.back().position;
+}
+
 TEST_F(SyncedDocEngineTest, BrokenTypedLineIsKeptAsTextAndReported) {
     const std::string text = "Intro\n\u25b8 Bank%20statement nonsense 3 5 :: Bank statement";
     const auto result = engine_.applyFileChange("status/close.md", text);
