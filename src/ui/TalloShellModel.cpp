@@ -2,9 +2,12 @@
 
 #include <QDate>
 #include <QLocale>
+#include <QSettings>
 
 #include "app/AppStateStore.h"
 #include "app/ConfigService.h"
+#include "app/UserDefaults.h"
+#include "cloud/RecordStoreSettings.h"
 #include "daemon/DaemonEndpoints.h"
 #include "integrations/DreamerControl.h"
 #include "periodclose/PeriodCloseStore.h"
@@ -14,6 +17,7 @@
 #include "ui/CloseRunModel.h"
 #include "ui/CloseSessionsModel.h"
 #include "ui/DemoMonthOffer.h"
+#include "ui/IntegrationsModel.h"
 #include "ui/LetterModel.h"
 #include "ui/ScreenTexts.h"
 
@@ -24,6 +28,12 @@ namespace {
 const QString kRunSurface = QStringLiteral("run");
 const QString kQuestionsSurface = QStringLiteral("questions");
 const QString kSessionsSurface = QStringLiteral("sessions");
+const QString kPhoneSurface = QStringLiteral("phone");
+
+RecordStoreSettings recordStore() {
+    const QSettings defaults(UserDefaults().filePath(), QSettings::IniFormat);
+    return RecordStoreSettings::read(defaults);
+}
 
 QString thisMonth() {
     return QDate::currentDate().toString(QStringLiteral("yyyy-MM"));
@@ -143,13 +153,23 @@ QVariantList TalloShellModel::surfaces() const {
     const auto surface = [](const QString& word, const QString& label) {
         return QVariantMap{{QStringLiteral("word"), word}, {QStringLiteral("label"), label}};
     };
-    return {surface(kRunSurface, QStringLiteral("Close")),
-            surface(talloDestinationWord(TalloDestination::ledger), QStringLiteral("Ledger")),
-            surface(talloDestinationWord(TalloDestination::photoReview),
-                    counted(QStringLiteral("Review"), store_->candidates().size())),
-            surface(talloDestinationWord(TalloDestination::letter), QStringLiteral("Letter")),
-            surface(kQuestionsSurface, counted(QStringLiteral("Questions"), rows().size())),
-            surface(kSessionsSurface, QStringLiteral("Sessions"))};
+    QVariantList list{
+        surface(kRunSurface, QStringLiteral("Close")),
+        surface(talloDestinationWord(TalloDestination::ledger), QStringLiteral("Ledger")),
+        surface(talloDestinationWord(TalloDestination::photoReview),
+                counted(QStringLiteral("Review"), store_->candidates().size())),
+        surface(talloDestinationWord(TalloDestination::letter), QStringLiteral("Letter")),
+        surface(kQuestionsSurface, counted(QStringLiteral("Questions"), rows().size())),
+        surface(kSessionsSurface, QStringLiteral("Sessions"))};
+    // Last, so that the places before it keep their index whether or not it is there.
+    if (recordStore().isConfigured()) {
+        list << surface(kPhoneSurface, QStringLiteral("Phone"));
+    }
+    return list;
+}
+
+QVariantMap TalloShellModel::companion() const {
+    return IntegrationsModel::companionFor(recordStore());
 }
 
 void TalloShellModel::setSurface(const QString& word) {

@@ -39,6 +39,9 @@ class TalloShellModel : public HomeModel {
     Q_PROPERTY(QString questionsEmptyTitle READ questionsEmptyTitle CONSTANT)
     Q_PROPERTY(QString questionsEmptyText READ questionsEmptyText CONSTANT)
     Q_PROPERTY(QVariantMap attention READ attention NOTIFY attentionChanged)
+    // The phone companion's address and QR code (`url`, `qrSize`, `qrModules`); empty without a
+    // record store, and then the shell has no Phone place.
+    Q_PROPERTY(QVariantMap companion READ companion NOTIFY shellChanged)
     Q_PROPERTY(QObject* close READ closeObject CONSTANT)
     Q_PROPERTY(QObject* letter READ letterObject CONSTANT)
     Q_PROPERTY(QObject* sessions READ sessionsObject CONSTANT)
@@ -64,6 +67,7 @@ public:
     QVariantMap stepper() const;
     // Each `word` and `label`.
     QVariantList surfaces() const;
+    QVariantMap companion() const;
     const QString& surface() const { return surface_; }
     void setSurface(const QString& word);
     int surfaceIndex() const;

@@ -10,6 +10,8 @@
 #include <QUrlQuery>
 
 #include "app/AppStateStore.h"
+#include "app/UserDefaults.h"
+#include "cloud/RecordStoreSettings.h"
 #include "periodclose/PeriodCloseStore.h"
 #include "periodclose/QuotaWatcher.h"
 #include "runtime/MnemoraApp.h"
@@ -416,4 +418,32 @@ TEST_F(TalloScreens, TheSidebarListsThePlacesOfTheBooks) {
         click(window, findAccessible(window, QString::fromLatin1(label)));
         EXPECT_EQ(shell->surface(), surface) << label;
     }
+}
+
+TEST(TalloPhone, WithARecordStoreTheShellGainsAPhonePlaceWithTheCompanionsAddress) {
+    WarningLog warnings;
+    UiFixture fixture(Brand::tallo, false);
+    const QString url = "http://127.0.0.1:5984/tallo/_design/companion/index.html";
+    UserDefaults().setString(RecordStoreSettings::urlKey, "http://127.0.0.1:5984/tallo");
+    fixture.start();
+    auto* shell = qobject_cast<TalloShellModel*>(&fixture.show(SidebarItem::home));
+    ASSERT_TRUE(shell);
+    ASSERT_TRUE(waitUntil([&] { return !shell->period().isEmpty(); }));
+
+    EXPECT_EQ(column(shell->surfaces(), "label").last(), "Phone");
+    EXPECT_EQ(shell->companion().value("url").toString(), url);
+    shell->setSurface("phone");
+    EXPECT_EQ(shell->surface(), "phone");
+    QAccessibleInterface* address = nullptr;
+    ASSERT_TRUE(waitUntil([&] {
+        address = findAccessible(fixture.window(), "Phone companion address");
+        return address != nullptr;
+    }));
+    EXPECT_EQ(address->text(QAccessible::Value), url);
+    EXPECT_TRUE(findAccessible(fixture.window(), "QR code of the phone companion address"));
+    EXPECT_EQ(warnings.lines(), QStringList());
+
+    // Without one there is no such place.
+    UserDefaults().setString(RecordStoreSettings::urlKey, "");
+    EXPECT_EQ(column(shell->surfaces(), "label").last(), "Sessions");
 }

@@ -49,6 +49,8 @@ ColumnLayout {
 
             anchors.fill: parent
             anchors.margins: parent.cell * 4
+            // A canvas asked to paint while hidden (a place not shown yet) stays blank otherwise.
+            onVisibleChanged: if (visible) requestPaint()
             onPaint: {
                 const context = getContext("2d")
                 const size = link.values.qrSize || 0

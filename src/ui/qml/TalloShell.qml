@@ -29,7 +29,9 @@ Pane {
 
             EmptyState {
                 anchors.fill: parent
+                // The phone's address is worth having before there is anything to close.
                 visible: !screen.screenModel.hasRuns && screen.screenModel.empty
+                         && screen.screenModel.surface !== "phone"
                 title: screen.screenModel.emptyTitle
                 text: screen.screenModel.emptyText
                 actionText: screen.screenModel.indexed ? screen.screenModel.startText
@@ -41,6 +43,7 @@ Pane {
             ColumnLayout {
                 anchors.fill: parent
                 visible: screen.screenModel.hasRuns || !screen.screenModel.empty
+                         || screen.screenModel.surface === "phone"
                 spacing: 10
 
                 RowLayout {
@@ -122,6 +125,17 @@ Pane {
 
                     SessionsView {
                         sessions: screen.screenModel.sessions
+                    }
+
+                    ScrollView {
+                        contentWidth: availableWidth
+
+                        CompanionLink {
+                            x: 24
+                            y: 24
+                            width: Math.min(560, parent.width - 48)
+                            values: screen.screenModel.companion
+                        }
                     }
                 }
             }
