@@ -299,7 +299,12 @@ SyncedDocsBridgeService::applyFileContents(const QString& docPath, const std::st
         if (const core::Block* block = op.blockIfAny()) {
             CachedBlock& entry = recordCache_[BlockRecordMapping::recordID(*block, zone)];
             entry.docPath = docPath;
-            entry.block = *block;
+            // Most blocks of a save are unchanged and already cached as they are: comparing
+            // allocates nothing, while copying each of them again made a save of a long
+            // document cost as much as its import.
+            if (!(entry.block == *block)) {
+                entry.block = *block;
+            }
         }
     }
     const QList<PendingRecordZoneChange> pending =
