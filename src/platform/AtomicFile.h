@@ -20,4 +20,7 @@ enum class ReadOnlyFile {
 std::optional<QString> writeFileAtomically(const QString& path, const QByteArray& bytes,
                                            ReadOnlyFile readOnly = ReadOnlyFile::refuse);
 
+// A whole file's bytes; none when it cannot be opened for reading.
+std::optional<QByteArray> readWholeFile(const QString& path);
+
 } // namespace mnemora

@@ -22,14 +22,6 @@ const QString kDesktopLostPrefix = QStringLiteral("Lost at this desktop, replace
 const QString kOtherLostPrefix = QStringLiteral("Lost by ");
 const QString kOtherLostSuffix = QStringLiteral(", kept at this desktop:");
 
-std::optional<QByteArray> readAll(const QString& path) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        return std::nullopt;
-    }
-    return file.readAll();
-}
-
 QString entryText(const ConflictsFile::LostEdit& edit) {
     QString entry = QStringLiteral("\n## %1%2%3\n\n")
                         .arg(edit.time.toUTC().toString(Qt::ISODate), kSeparator, edit.docPath);
@@ -74,7 +66,7 @@ Expected<void> ConflictsFile::append(const std::vector<LostEdit>& edits) const {
     if (edits.empty()) {
         return {};
     }
-    QString text = QString::fromUtf8(readAll(path_).value_or(QByteArray()));
+    QString text = QString::fromUtf8(readWholeFile(path_).value_or(QByteArray()));
     if (text.isEmpty()) {
         text = kHeader;
     } else if (!text.endsWith(QLatin1Char('\n'))) {
@@ -97,7 +89,7 @@ std::vector<ConflictsFile::LostEdit> ConflictsFile::read() const {
         QStringLiteral("^## (\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\dZ) · (.*)$"));
     std::vector<LostEdit> edits;
     const QStringList lines =
-        QString::fromUtf8(readAll(path_).value_or(QByteArray())).split(QLatin1Char('\n'));
+        QString::fromUtf8(readWholeFile(path_).value_or(QByteArray())).split(QLatin1Char('\n'));
     std::optional<LostEdit> entry;
     QStringList text;
     bool sided = false;
@@ -128,9 +120,10 @@ std::vector<ConflictsFile::LostEdit> ConflictsFile::read() const {
 qsizetype ConflictsFile::unreviewed() const {
     const qsizetype total = static_cast<qsizetype>(read().size());
     bool known = false;
-    const qsizetype reviewed = QString::fromUtf8(readAll(reviewedPath()).value_or(QByteArray()))
-                                   .trimmed()
-                                   .toLongLong(&known);
+    const qsizetype reviewed =
+        QString::fromUtf8(readWholeFile(reviewedPath()).value_or(QByteArray()))
+            .trimmed()
+            .toLongLong(&known);
     return known ? std::max<qsizetype>(0, total - reviewed) : total;
 }
 

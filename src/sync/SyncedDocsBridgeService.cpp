@@ -11,6 +11,7 @@
 #include "core/MarkdownCodec.h"
 #include "core/SyncedDocOptIn.h"
 #include "daemon/DaemonEndpoints.h"
+#include "platform/AtomicFile.h"
 #include "platform/Paths.h"
 #include "sync/RepairLog.h"
 #include "sync/SyncedDocsFileWatcher.h"
@@ -38,14 +39,6 @@ const QString kOtherSide = QStringLiteral("the phone");
 
 QCoro::Task<> nothing() {
     co_return;
-}
-
-std::optional<QByteArray> readFile(const QString& path) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly)) {
-        return std::nullopt;
-    }
-    return file.readAll();
 }
 
 // "[\"edit\": 1, \"keep\": 999]": the operations of one change counted by their word.
@@ -544,7 +537,7 @@ SyncedDocsBridgeService::prepareWrite(const IncomingDocument& incoming,
     const std::string path = docPath.toStdString();
     PreparedWrite write;
     write.editedAtDesk = std::move(editedAtDesk);
-    write.fileSeen = readFile(QDir(*notesRoot_).filePath(docPath));
+    write.fileSeen = readWholeFile(QDir(*notesRoot_).filePath(docPath));
     try {
         // The fetched change replaces the whole block in the sidecar and the file. A save at the
         // desk that the watcher has not reported yet would be written over, unseen: read it first,
@@ -620,7 +613,7 @@ QCoro::Task<> SyncedDocsBridgeService::writeDocument(IncomingDocument incoming,
     QPointer<SyncedDocsBridgeService> self(this);
     const QString docPath = incoming.docPath;
     const QString filePath = QDir(*notesRoot_).filePath(docPath);
-    if (readFile(filePath) != write.fileSeen) {
+    if (readWholeFile(filePath) != write.fileSeen) {
         // Saved again since it was read: the step runs once more on the new text, still keeping
         // the desk's edits of the first reading. That second reading and its write are one turn.
         log(QStringLiteral("%1 changed while a fetched change was on its way; applying it again")
