@@ -14,9 +14,15 @@ namespace {
 
 using core::Block;
 
+// A block holds its optional texts as core::OptionalString, its other optional fields as
+// std::optional; both read and write alike.
+template <typename T>
+using OptionalMember = std::conditional_t<std::is_same_v<T, std::string>, core::OptionalString,
+                                          std::optional<T>>;
+
 template <typename T> struct OptionalField {
     const char* key;
-    std::optional<T> Block::*member;
+    OptionalMember<T> Block::*member;
 };
 
 template <typename T>

@@ -29,6 +29,14 @@ template <typename T> std::size_t hashOf(const std::optional<T>& value) {
     return seed;
 }
 
+std::size_t hashOf(const OptionalString& value) {
+    std::size_t seed = value.has_value() ? 1 : 0;
+    if (value) {
+        mix(seed, hashOf(*value));
+    }
+    return seed;
+}
+
 // One body for Block and ContentKey, so that a block hashes as its key does.
 template <typename Content> std::size_t hashContent(const Content& content) {
     std::size_t seed = 0;

@@ -6,6 +6,7 @@
 #include "core/ClosePhase.h"
 #include "core/DeliverableStatus.h"
 #include "core/FractionalIndex.h"
+#include "core/OptionalString.h"
 #include "core/QuestionCardStatus.h"
 #include "core/SyncedLedgerState.h"
 #include "core/VoiceTranscriptionState.h"
@@ -81,9 +82,10 @@ void forEachContentField(Content& block, Visit&& visit) {
 // Orders blocks by position; blocks of equal position keep their order.
 void sortByPosition(std::vector<Block>& blocks);
 
-// Makes room for at least `count` blocks, as std::vector::reserve. A block is over a kilobyte, so
-// the list of a long document spans a hundred megabytes, and touching it page by page for the
-// first time costs more than everything done with it; such a list asks the kernel for large pages.
+// Makes room for at least `count` blocks, as std::vector::reserve. A block is some hundreds of
+// bytes, so the list of a long document spans tens of megabytes, and touching it page by page for
+// the first time costs more than everything done with it; such a list asks the kernel for large
+// pages.
 void reserveBlocks(std::vector<Block>& blocks, std::size_t count);
 
 } // namespace mnemora::core

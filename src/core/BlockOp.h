@@ -16,7 +16,7 @@ namespace mnemora::core {
 //
 // The block is immutable once in an operation, so copies of an operation share it, and the
 // operations of one diff can all point into the one list of the new document (`sharing`) instead
-// of each holding a block of a kilobyte: a long document is then not held twice.
+// of each holding a copy of its block: a long document is then not held twice.
 class BlockOp {
 public:
     // `delete` is a C++ keyword, hence the trailing underscore; its wire word is "delete".

@@ -132,7 +132,7 @@ void repairFields(Block& block, std::vector<BlockRepair>& repairs) {
         using T = std::remove_reference_t<decltype(field)>;
         if constexpr (std::is_same_v<T, std::string>) {
             cap(field, name, block.id, repairs);
-        } else if constexpr (std::is_same_v<T, std::optional<std::string>>) {
+        } else if constexpr (std::is_same_v<T, OptionalString>) {
             if (field) {
                 cap(*field, name, block.id, repairs);
             }

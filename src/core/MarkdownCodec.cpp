@@ -233,7 +233,7 @@ public:
 
     const std::optional<std::string>& failure() const { return failure_; }
 
-    void text(std::size_t index, std::optional<std::string>& field) {
+    void text(std::size_t index, OptionalString& field) {
         if (!failure_) {
             field = decodeToken(tokens_[index]);
         }

@@ -150,6 +150,13 @@ public:
     template <typename E>
     requires std::is_enum_v<E>
     void put(E value) { statement_.bindNoCopy(++index_, wireWord(value).data()); }
+    void put(const OptionalString& value) {
+        if (value) {
+            put(*value);
+        } else {
+            statement_.bind(++index_);
+        }
+    }
     template <typename T> void put(const std::optional<T>& value) {
         if (value) {
             put(*value);
@@ -172,52 +179,109 @@ void bindRow(SQLite::Statement& insert, const std::string& zone, const std::stri
 #include "core/BlockFields.def"
 }
 
+// A query read row by row through SQLite's own interface, for the readers of whole documents
+// (see RowReader). Texts are bound without a copy, so they must outlive the query.
+class RawQuery {
+public:
+    RawQuery(SQLite::Database& db, const std::string& sql) {
+        const int code = sqlite3_prepare_v2(db.getHandle(), sql.c_str(),
+                                            static_cast<int>(sql.size()), &statement_, nullptr);
+        if (code != SQLITE_OK) {
+            throw SQLite::Exception(db.getHandle(), code);
+        }
+    }
+    ~RawQuery() { sqlite3_finalize(statement_); }
+    RawQuery(const RawQuery&) = delete;
+    RawQuery& operator=(const RawQuery&) = delete;
+
+    void bind(int index, const std::string& text) {
+        sqlite3_bind_text(statement_, index, text.data(), static_cast<int>(text.size()),
+                          SQLITE_STATIC);
+    }
+    // Whether a row came; throws on a failure.
+    bool step() {
+        const int code = sqlite3_step(statement_);
+        if (code == SQLITE_ROW) {
+            return true;
+        }
+        if (code == SQLITE_DONE) {
+            return false;
+        }
+        throw SQLite::Exception(sqlite3_db_handle(statement_), code);
+    }
+    sqlite3_stmt* handle() const { return statement_; }
+
+private:
+    sqlite3_stmt* statement_ = nullptr;
+};
+
 // Reads the block's fields from consecutive columns, one call a field. Rows may come from older
 // or newer versions of the application, so an unknown kind reads as text and an unknown word of
 // any other enumeration as absent, rather than failing the whole document.
+//
+// A long document is tens of thousands of rows of forty columns, most of them empty, so this reads
+// the statement's columns directly instead of through a wrapper object per column.
 class RowReader {
 public:
-    RowReader(const SQLite::Statement& statement, int firstColumn)
+    RowReader(sqlite3_stmt* statement, int firstColumn)
         : statement_(statement)
         , index_(firstColumn) {}
 
-    void get(std::string& field) { field = next().getString(); }
+    void get(std::string& field) {
+        const int column = index_++;
+        field.assign(text(column));
+    }
     void get(BlockID& field) { get(field.rawValue); }
     void get(FractionalIndex& field) { get(field.key); }
-    void get(int& field) { field = next().getInt(); }
+    void get(int& field) { field = sqlite3_column_int(statement_, index_++); }
     void get(BlockKind& field) {
         std::optional<BlockKind> word;
         get(word);
         field = word.value_or(BlockKind::text);
     }
-    void get(std::optional<std::string>& field) {
-        const SQLite::Column column = next();
-        field = column.isNull() ? std::nullopt : std::optional(column.getString());
+    void get(OptionalString& field) {
+        const int column = index_++;
+        if (isNull(column)) {
+            field.reset();
+        } else {
+            field.emplace(text(column));
+        }
     }
     void get(std::optional<std::int64_t>& field) {
-        const SQLite::Column column = next();
-        field = column.isNull() ? std::nullopt : std::optional(column.getInt64());
+        const int column = index_++;
+        field = isNull(column) ? std::nullopt
+                               : std::optional(sqlite3_column_int64(statement_, column));
     }
     void get(std::optional<bool>& field) {
-        const SQLite::Column column = next();
-        const bool isNumber = column.isInteger() || column.isFloat();
-        field = isNumber ? std::optional(column.getInt64() != 0) : std::nullopt;
+        const int column = index_++;
+        const int type = sqlite3_column_type(statement_, column);
+        const bool isNumber = type == SQLITE_INTEGER || type == SQLITE_FLOAT;
+        field = isNumber ? std::optional(sqlite3_column_int64(statement_, column) != 0)
+                         : std::nullopt;
     }
     template <typename E>
     requires std::is_enum_v<E>
     void get(std::optional<E>& field) {
-        const SQLite::Column column = next();
-        field = column.isNull() ? std::nullopt : fromWireWord<E>(column.getString());
+        const int column = index_++;
+        field = isNull(column) ? std::nullopt : fromWireWord<E>(text(column));
     }
 
 private:
-    SQLite::Column next() { return statement_.getColumn(index_++); }
+    bool isNull(int column) const { return sqlite3_column_type(statement_, column) == SQLITE_NULL; }
+    // The column as text, as SQLite converts it; a NULL reads as empty.
+    std::string_view text(int column) const {
+        const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
+        if (bytes == nullptr) {
+            return {};
+        }
+        return {bytes, static_cast<std::size_t>(sqlite3_column_bytes(statement_, column))};
+    }
 
-    const SQLite::Statement& statement_;
+    sqlite3_stmt* statement_;
     int index_;
 };
 
-Block readRow(const SQLite::Statement& statement, int firstColumn) {
+Block readRow(sqlite3_stmt* statement, int firstColumn) {
     RowReader row(statement, firstColumn);
     // A stored identifier replaces this one, so none is minted.
     Block block{.id = BlockID(std::string())};
@@ -349,8 +413,10 @@ void SqliteSidecarStore::open(const std::string& path, std::string_view label) {
     const std::string where = "the sidecar store " + std::string(label);
     std::set<std::string> applied;
     try {
-        db_ =
-            std::make_unique<SQLite::Database>(path, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE);
+        // Every use of the connection holds `mutex_`, so SQLite's own lock on each call (several
+        // million of them to save a long document) is left out.
+        db_ = std::make_unique<SQLite::Database>(
+            path, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE | SQLite::OPEN_NOMUTEX);
         // Another copy of the application on the same vault holds the file only briefly.
         db_->setBusyTimeout(5000);
         // SQLite falls back to reading a file it may not write; every save would then fail.
@@ -385,17 +451,17 @@ std::vector<Block> SqliteSidecarStore::loadBlocks(const std::string& zone,
                                                   const std::string& docPath) {
     const std::lock_guard lock(mutex_);
     try {
-        SQLite::Statement query(*db_, kLoadSql);
-        query.bindNoCopy(1, zone);
-        query.bindNoCopy(2, docPath);
+        RawQuery query(*db_, kLoadSql);
+        query.bind(1, zone);
+        query.bind(2, docPath);
         std::vector<Block> blocks;
         // A block is large; growing the list by doubling would hold one and a half copies of a
         // long document at once. A little room is left over, so that a caller that turns the
         // list into the next version of the document, a few lines longer, can keep its memory.
         const std::size_t count = rowCount(*db_, zone, docPath);
         reserveBlocks(blocks, count + count / 64 + 8);
-        while (query.executeStep()) {
-            blocks.push_back(readRow(query, 0));
+        while (query.step()) {
+            blocks.push_back(readRow(query.handle(), 0));
         }
         sortByPosition(blocks);
         return blocks;
@@ -471,14 +537,16 @@ std::optional<SyncedDocSidecarStore::FoundBlock>
 SqliteSidecarStore::findBlock(const BlockID& blockID) {
     const std::lock_guard lock(mutex_);
     try {
-        SQLite::Statement query(*db_, kFindSql);
-        query.bindNoCopy(1, blockID.rawValue);
-        if (!query.executeStep()) {
+        RawQuery query(*db_, kFindSql);
+        query.bind(1, blockID.rawValue);
+        if (!query.step()) {
             return std::nullopt;
         }
-        return FoundBlock{.zone = query.getColumn(0).getString(),
-                          .docPath = query.getColumn(1).getString(),
-                          .block = readRow(query, 2)};
+        FoundBlock found{.zone = {}, .docPath = {}, .block = readRow(query.handle(), 2)};
+        RowReader place(query.handle(), 0);
+        place.get(found.zone);
+        place.get(found.docPath);
+        return found;
     } catch (const SQLite::Exception& e) {
         throw Error("Could not look up block " + blockID.rawValue +
                     " in the sidecar store: " + e.what());

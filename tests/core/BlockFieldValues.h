@@ -14,6 +14,7 @@ namespace mnemora::core {
 
 template <typename T> struct IsOptional : std::false_type {};
 template <typename T> struct IsOptional<std::optional<T>> : std::true_type {};
+template <> struct IsOptional<OptionalString> : std::true_type {};
 
 // Another value than the field holds: a present value changes; an absent one becomes the empty
 // value of its type, which must count as different from absent.

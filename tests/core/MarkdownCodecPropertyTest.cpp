@@ -231,7 +231,7 @@ public:
     }
 
 private:
-    void assign(std::optional<std::string>& field) { field = value(); }
+    void assign(OptionalString& field) { field = value(); }
     void assign(std::optional<std::int64_t>& field) { field = integer(); }
     template <typename E> void assign(std::optional<E>& field) { field = word<E>(); }
 
@@ -346,7 +346,7 @@ TEST(MarkdownCodecProperty, RandomAndMutatedDocumentsRoundTripByteForByte) {
 template <typename B, typename Visit> void forEachOptionalText(B& b, Visit visit) {
     forEachContentField(b, [&visit](std::string_view, auto& field) {
         if constexpr (std::is_same_v<std::remove_cvref_t<decltype(field)>,
-                                     std::optional<std::string>>) {
+                                     OptionalString>) {
             visit(field);
         }
     });
@@ -355,7 +355,7 @@ template <typename B, typename Visit> void forEachOptionalText(B& b, Visit visit
 // What the file can hold of a block: empty strings read back as absent, an absent status as
 // "open", an absent box as open, a heading's level as one of 1 to 6.
 Block canonical(Block b) {
-    forEachOptionalText(b, [](std::optional<std::string>& field) {
+    forEachOptionalText(b, [](OptionalString& field) {
         if (field && field->empty()) {
             field.reset();
         }
