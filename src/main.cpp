@@ -6,6 +6,7 @@
 #include "app/Brand.h"
 #include "app/Entry.h"
 #include "app/Log.h"
+#include "platform/AllocatorTuning.h"
 #include "platform/BundleInfo.h"
 #include "platform/TerminationSignals.h"
 #include "runtime/AppDelegate.h"
@@ -22,6 +23,10 @@ int main(int argc, char** argv) {
             Entry::dispatch(argc, argv, BundleInfo::executableFolder().toStdString())) {
         return *status;
     }
+
+    // Every save of a long synced document frees and rebuilds megabytes of blocks; keep them at
+    // hand for the next one rather than faulting them in again.
+    keepFreedMemoryForReuse();
 
     // Qt's windowing needs a display to connect to and aborts without one, so a machine with
     // none (a server, a test run) gets the application without windows rather than a crash.
