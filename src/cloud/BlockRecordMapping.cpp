@@ -181,6 +181,19 @@ std::optional<Block> readBlock(const Record& record, std::vector<core::BlockRepa
     if (record.recordType() != SyncedDocRecordType::block) {
         return std::nullopt;
     }
+    const QByteArray name = record.recordID().recordName.toUtf8();
+    if (name.size() > kMaxRecordNameBytes) {
+        if (repairs != nullptr) {
+            // The note names the block by the start of its name; the whole would flood the log.
+            repairs->push_back(core::BlockRepair{
+                .blockID = core::BlockID(core::MarkdownCodec::linePreview(name.toStdString())),
+                .field = "name",
+                .detail = "is " + std::to_string(name.size()) + " bytes, over the " +
+                          std::to_string(kMaxRecordNameBytes) + " a record name may have; "
+                          "record skipped"});
+        }
+        return std::nullopt;
+    }
     const auto position = record.get<QString>(QStringLiteral("position"));
     const auto text = record.get<QString>(QStringLiteral("text"));
     const auto kind = fromRecord<core::BlockKind>(record, QStringLiteral("kind"));

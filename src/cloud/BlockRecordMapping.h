@@ -25,8 +25,12 @@ Record makeRecord(const core::Block& block, const QString& zoneName,
 // the server accept it.
 void apply(const core::Block& block, Record& record, const RecordReference& documentReference);
 
-// The block a record holds: none unless it is a "SyncedDocBlock" with a text `position` and
-// `text` and a `kind` word of BlockKind. `level` falls back to 0 and is held to the range of an
+// Longer record names are refused: names are block identifiers, kept in the sidecar and in every
+// change the desktop sends, and the account's other clients make them 36 characters long.
+constexpr qsizetype kMaxRecordNameBytes = 255;
+
+// The block a record holds: none unless it is a "SyncedDocBlock" with a name of at most
+// kMaxRecordNameBytes, a text `position` and `text` and a `kind` word of BlockKind. `level` falls back to 0 and is held to the range of an
 // int; any other field of the wrong type, or an enumeration word of no case, reads as absent.
 // The position is taken as it stands, even empty: any client can write a record, so the engine
 // checks every key before it stores it.

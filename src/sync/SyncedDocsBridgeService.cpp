@@ -37,6 +37,17 @@ QString q(const std::string& text) {
 
 const QString kOtherSide = QStringLiteral("the phone");
 
+// A name that came from outside, as a log line shows it: quoted, cut if long, and on one line.
+QString shownName(const QString& name) {
+    QString shown = q(core::MarkdownCodec::linePreview(name.toStdString()));
+    for (QChar& c : shown) {
+        if (c.unicode() < 0x20) {
+            c = QChar(0xFFFD);
+        }
+    }
+    return QLatin1Char('"') + shown + QLatin1Char('"');
+}
+
 QCoro::Task<> nothing() {
     co_return;
 }
@@ -433,6 +444,7 @@ bool SyncedDocsBridgeService::isOwnZone(const QString& zoneName) const {
 void SyncedDocsBridgeService::applyFetched(const SyncEvent::FetchedRecordZoneChanges& changes) {
     // The change feed is the whole account's: other vaults' zones are theirs to apply.
     QStringList order;
+    QStringList refused;
     std::map<QString, QList<Record>> modified;
     std::map<QString, QList<RecordDeletion>> deleted;
     const auto note = [&order](const QString& docPath) {
@@ -448,6 +460,16 @@ void SyncedDocsBridgeService::applyFetched(const SyncEvent::FetchedRecordZoneCha
             continue;
         }
         const QString docPath = document->recordID.recordName.mid(kDocPrefix.size());
+        if (!core::SyncedDocOptIn::isNotesPath(docPath.toStdString())) {
+            // Any client of the account can write any record; none of them picks where on this
+            // machine a file is written.
+            if (!refused.contains(docPath)) {
+                refused << docPath;
+                log(QStringLiteral("ignored incoming records of %1: not a file in the Notes folder")
+                        .arg(shownName(docPath)));
+            }
+            continue;
+        }
         note(docPath);
         modified[docPath] << record;
         if (record.get<RecordAsset>(kAudioAsset)) {
@@ -660,12 +682,21 @@ QCoro::Task<> SyncedDocsBridgeService::writeDocument(IncomingDocument incoming,
 QCoro::Task<> SyncedDocsBridgeService::saveVoiceAnswer(Record record) {
     QPointer<SyncedDocsBridgeService> self(this);
     const std::optional<RecordAsset> asset = record.get<RecordAsset>(kAudioAsset);
-    // Only the last path component counts: a clip name never leads out of the folder.
+    // Only the last path component counts: a clip name never leads out of the folder. The
+    // record's name stands in for a missing one, and is a name from outside just the same.
+    const auto clipName = [](const QString& wanted) {
+        const QString name = QFileInfo(wanted).fileName();
+        return name == QLatin1String("..") || name == QLatin1String(".") ? QString() : name;
+    };
     QString name =
-        QFileInfo(record.get<QString>(QStringLiteral("audioAssetRef")).value_or(QString()))
-            .fileName();
-    if (name.isEmpty() || name == QLatin1String("..") || name == QLatin1String(".")) {
-        name = record.recordID().recordName + QStringLiteral(".caf");
+        clipName(record.get<QString>(QStringLiteral("audioAssetRef")).value_or(QString()));
+    if (name.isEmpty()) {
+        name = clipName(record.recordID().recordName + QStringLiteral(".caf"));
+    }
+    if (name.isEmpty() || name.toUtf8().size() > 255) {
+        log(QStringLiteral("ignored the voice answer of %1: no usable clip name")
+                .arg(shownName(record.recordID().recordName)));
+        co_return;
     }
     const QString filePath = QDir(voiceAnswersFolder_).filePath(name);
     if (!asset || QFileInfo::exists(filePath)) {

@@ -60,6 +60,22 @@ TEST(SyncedDocOptInTest, OverrideWinsBothWays) {
         SyncedDocOptIn::shouldSync("status/close.md", "---\nsync: maybe\n---\n", defaults()));
 }
 
+TEST(SyncedDocOptInTest, ANotesPathIsRelativeInNamedPartsAndBounded) {
+    for (const char* path : {"lists/active/Groceries.md", "a", "Journal 2026/..notes.md",
+                             "lists/active/caf\xc3\xa9 \xe2\x80\x94 list.md", "x/.hidden.md"}) {
+        EXPECT_TRUE(SyncedDocOptIn::isNotesPath(path)) << path;
+    }
+    for (const char* path : {"", "/etc/passwd", "lists/active/../../../.bashrc", "..", ".",
+                             "lists//Groceries.md", "lists/active/", "./Groceries.md",
+                             "lists/..", "lists/active/two\nlines.md", "tab\there.md"}) {
+        EXPECT_FALSE(SyncedDocOptIn::isNotesPath(path)) << path;
+    }
+    const std::string longest = "lists/" + std::string(SyncedDocOptIn::kMaxPathBytes - 6, 'x');
+    EXPECT_TRUE(SyncedDocOptIn::isNotesPath(longest));
+    EXPECT_FALSE(SyncedDocOptIn::isNotesPath(longest + "x"));
+    EXPECT_FALSE(SyncedDocOptIn::isNotesPath(std::string_view("nul\0byte.md", 12)));
+}
+
 TEST(SyncedDocOptInTest, CollectionForPathIsTheFirstThatContainsIt) {
     EXPECT_EQ(SyncedDocOptIn::collection("notes/a.md", defaults()), std::nullopt);
     EXPECT_EQ(SyncedDocOptIn::collection("questions/inbox.md", defaults()), defaults()[2]);

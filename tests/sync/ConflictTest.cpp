@@ -1,5 +1,7 @@
 #include "BridgeFixture.h"
 
+#include "cloud/BlockRecordMapping.h"
+
 #include "support/QtPrinters.h"
 
 #include "sync/ConflictsFile.h"
@@ -208,6 +210,61 @@ TEST_F(ConflictTest, AHostileRecordIsRepairedOnTheWayInAndTheRepairsAreLogged) {
         return repaired == expected;
     })) << repaired.join('\n').toStdString();
     EXPECT_EQ(file(desktop), "- [ ] item 1\n- [ ] two lines\n");
+}
+
+TEST_F(ConflictTest, NoRecordChoosesWhereOnThisMachineAFileIsWritten) {
+    Desktop& desktop = syncedDesktop(1);
+    const QJsonObject model = blockWithText(QStringLiteral("item 1"));
+    // A copy of a block record under another name, for another document, with another text.
+    const auto copy = [&](const QString& name, const QString& docPath, const QString& text) {
+        QJsonObject doc = model;
+        doc.remove(QStringLiteral("_rev"));
+        doc.insert(QStringLiteral("_id"), kLists + QLatin1Char('/') + name);
+        doc.insert(QStringLiteral("recordName"), name);
+        QJsonObject fields = doc.value(QStringLiteral("fields")).toObject();
+        fields.insert(QStringLiteral("documentRef"), QStringLiteral("doc-") + docPath);
+        fields.insert(QStringLiteral("text"), text);
+        // Right after item 1, before the empty rest of the file.
+        fields.insert(QStringLiteral("position"),
+                      fields.value(QStringLiteral("position")).toString() + QLatin1Char('i'));
+        doc.insert(QStringLiteral("fields"), fields);
+        return doc;
+    };
+    const QString escape = QStringLiteral("lists/active/../../../escape.md");
+    phoneSave(copy(QStringLiteral("B-escape"), escape, QStringLiteral("out of the vault")));
+    phoneSave(copy(QStringLiteral("B-absolute"), env.root() + QStringLiteral("/absolute.md"),
+                   QStringLiteral("anywhere at all")));
+    const QString longName(BlockRecordMapping::kMaxRecordNameBytes + 1, QLatin1Char('n'));
+    phoneSave(copy(longName, kDoc, QStringLiteral("a name too long")));
+    // A voice answer whose record name would lead its clip out of the voice answers folder.
+    QJsonObject voice = copy(QStringLiteral("../../outside"), kDoc, QStringLiteral("spoken"));
+    voice.insert(
+        QStringLiteral("_attachments"),
+        QJsonObject{{QStringLiteral("audioAsset"),
+                     QJsonObject{{QStringLiteral("content_type"), QStringLiteral("audio/mp4")},
+                                 {QStringLiteral("data"),
+                                  QString::fromLatin1(QByteArray("clip").toBase64())}}}});
+    phoneSave(voice);
+
+    ASSERT_TRUE(waitUntil([&] { return file(desktop) == "- [ ] item 1\n- [ ] spoken\n"; }, 10s))
+        << file(desktop).toStdString();
+    const QString clips = env.root() + QStringLiteral("/voice-answers");
+    EXPECT_TRUE(waitUntil([&] { return QFile::exists(clips + QStringLiteral("/outside.caf")); }));
+    EXPECT_FALSE(QFile::exists(clips + QStringLiteral("/../../outside.caf")));
+    EXPECT_FALSE(QFile::exists(env.root() + QStringLiteral("/vault/escape.md")));
+    EXPECT_FALSE(QFile::exists(env.root() + QStringLiteral("/absolute.md")));
+    const QString bridge = QStringLiteral("[SyncedDocsBridgeService] ");
+    for (const QString& path : {escape, env.root() + QStringLiteral("/absolute.md")}) {
+        EXPECT_TRUE(desktop.logged(bridge + QStringLiteral("ignored incoming records of \"%1\": "
+                                                           "not a file in the Notes folder")
+                                               .arg(path)))
+            << path.toStdString();
+    }
+    EXPECT_TRUE(desktop.logged(
+        bridge + QStringLiteral("REPAIRED name of %1… in %2: is 256 bytes, over the 255 a record "
+                                "name may have; record skipped")
+                     .arg(longName.left(80), kDoc)))
+        << desktop.logLines().join('\n').toStdString();
 }
 
 // The file on its own: atomic appends, every lost text read back, the review count.
