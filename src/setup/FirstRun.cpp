@@ -600,11 +600,22 @@ std::optional<QString> frontmatterValue(const QString& key, const QString& text)
 }
 
 std::optional<QString> answerSection(const QString& text) {
-    const qsizetype heading = text.indexOf(QLatin1String("## Answer"));
+    const QStringList lines = text.split(QLatin1Char('\n'));
+    qsizetype heading = -1;
+    for (qsizetype i = 0; i < lines.size(); ++i) {
+        const QString& line = lines[i];
+        if (line == QLatin1String("## Answer") || line.startsWith(QLatin1String("## Answer "))) {
+            heading = i;
+        }
+    }
     if (heading < 0) {
         return std::nullopt;
     }
-    return text.mid(heading + 9).trimmed();
+    QStringList body;
+    for (qsizetype i = heading + 1; i < lines.size() && !lines[i].startsWith(u"## "); ++i) {
+        body << lines[i];
+    }
+    return body.join(QLatin1Char('\n')).trimmed();
 }
 
 QString problemReportHeader(Phase phase, std::optional<Gate> waiting) {

@@ -139,7 +139,9 @@ QString openForm(const QString& askedAt);
 QString answeredForm(const QString& askedAt, const QString& answer);
 // The value of a frontmatter key, trimmed; none without one.
 std::optional<QString> frontmatterValue(const QString& key, const QString& text);
-// The text after "## Answer", trimmed; none without the heading.
+// The text under the last answer heading, up to the next heading of that level, trimmed; none
+// without one. The heading is this screen's plain "## Answer" or the "## Answer ({instant})" that
+// an answer from the phone gets on its way through the questions' own road.
 std::optional<QString> answerSection(const QString& text);
 
 // The first lines of a problem report sent from a screen.

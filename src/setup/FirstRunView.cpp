@@ -129,16 +129,20 @@ void FirstRunView::present() {
     if (isPresented_) {
         return;
     }
+    open(true);
+}
+
+void FirstRunView::open(bool resumeAnswer) {
     setPresented(true);
     // An inspection state asked for before the screen opened replaces the real entry.
     if (services_.appState && services_.appState->pendingOnboardingCommand()) {
         consumeCommand();
         return;
     }
-    if (conversation()) {
-        enterQuestion();
-    } else {
+    if (!conversation()) {
         enterSetup();
+    } else if (!resumeAnswer || !resumeAnsweredQuestion()) {
+        enterQuestion();
     }
     consumeClip();
 }
@@ -215,6 +219,29 @@ void FirstRunView::enterQuestion() {
     CancellableLoop::start(questionPoll_, timings_.questionPoll,
                            CancellableLoop::FirstPass::afterInterval,
                            [self] { return questionPass(self); });
+}
+
+// The setup screen promises that the answer is safe until the gates are through, and it stands
+// answered in the question file; but the question screen, entered afresh after a quit, would write
+// the open form over it and ask again. An answered file of ours is therefore taken up as the held
+// answer, and the flow goes on to the gates as after a typed answer.
+bool FirstRunView::resumeAnsweredQuestion() {
+    if (inspecting_ || services_.vault.isEmpty()) {
+        return false;
+    }
+    const QString text = readText(FirstRun::questionFilePath(services_.vault, services_.identity));
+    const std::optional<QString> askedAt =
+        FirstRun::frontmatterValue(QStringLiteral("asked_at"), text);
+    const std::optional<QString> answer = FirstRun::answerSection(text);
+    if (FirstRun::frontmatterValue(QStringLiteral("status"), text) != QLatin1String("answered") ||
+        !askedAt || !answer || answer->isEmpty()) {
+        return false;
+    }
+    setupAskedAt_ = askedAt;
+    held_ = FirstRun::Answer{*answer, FirstRun::AnswerOrigin::typed, std::nullopt, std::nullopt};
+    transcriptionFailed_ = false;
+    enterSetup();
+    return true;
 }
 
 void FirstRunView::ensureQuestionFile() {
@@ -808,7 +835,7 @@ void FirstRunView::command(const QString& word) {
         pretendFresh_ = false;
         held_.reset();
         setPresented(false);
-        present();
+        open(false); // over again: the question is asked anew
         return;
     }
     if (!inspection) {

@@ -106,7 +106,8 @@ public:
     // Whether the user can answer from a phone (signed into the record store).
     void setPhoneOffer(bool offer);
 
-    // Opens the first run at its question, or at the gates for a brand without the conversation.
+    // Opens the first run at its question, or at the gates for a brand without the conversation or
+    // when the question already stands answered from an earlier launch.
     Q_INVOKABLE void present();
 
     bool isPresented() const { return isPresented_; }
@@ -206,7 +207,10 @@ private:
     QDateTime now() const;
     FirstRun::GateInputs gateInputs() const;
     void setPhase(FirstRun::Phase phase);
+    // Opens the screens; with `resumeAnswer`, an answer already on disk is taken up again.
+    void open(bool resumeAnswer);
     void enterQuestion();
+    bool resumeAnsweredQuestion();
     void enterSetup();
     void enterReadBack();
     void evaluateGates();

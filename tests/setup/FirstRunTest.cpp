@@ -301,6 +301,13 @@ TEST(FirstRun, TheQuestionFileInBothFormsAndItsReaders) {
               std::nullopt);
     EXPECT_EQ(answerSection(answered), QStringLiteral("An Oy."));
     EXPECT_EQ(answerSection(open), std::nullopt);
+    // An answer from the phone: its heading carries the instant, which is no part of the answer,
+    // and only the last answer counts, up to the next heading.
+    EXPECT_EQ(answerSection(open + QStringLiteral("\n## Answer (2026-03-01T09:31:00Z)\n\nFirst.\n"
+                                                  "\n## Answer (2026-03-01T09:32:00Z)\n\nA bakery"
+                                                  "\nin Tampere.\n\n## Notes\n\nlater\n")),
+              QStringLiteral("A bakery\nin Tampere."));
+    EXPECT_EQ(answerSection(QStringLiteral("## Answers to come\n\nnot yet\n")), std::nullopt);
     EXPECT_EQ(questionFilePath(QStringLiteral("/v"), QStringLiteral("me")),
               QStringLiteral("/v/Registry/me/questions/setup-business.md"));
 }

@@ -289,6 +289,26 @@ TEST_F(FirstRunViewTest, AnAnswerFromThePhoneMovesTheScreenOn) {
     EXPECT_EQ(view->answerBlockVariant().value("phoneChip"), QStringLiteral("from your phone"));
 }
 
+TEST_F(FirstRunViewTest, AnAnswerGivenBeforeAQuitIsTakenUpAgainAndOnlyARestartAsksAnew) {
+    // The last launch took the answer and quit at the gates.
+    const QByteArray answered =
+        FirstRun::answeredForm(kAsked, QStringLiteral("A bakery in Tampere.")).toUtf8();
+    TestEnvironment::writeFile(questionFile(), answered);
+    now = now.addDays(1);
+    view->present();
+    EXPECT_EQ(view->phase(), Phase::setup);
+    ASSERT_TRUE(view->held().has_value());
+    EXPECT_EQ(view->held()->text, QStringLiteral("A bakery in Tampere."));
+    EXPECT_EQ(view->held()->origin, FirstRun::AnswerOrigin::typed);
+    EXPECT_EQ(TestEnvironment::readFile(questionFile()), answered);
+
+    view->command(QStringLiteral("restart"));
+    EXPECT_EQ(view->phase(), Phase::question);
+    EXPECT_FALSE(view->held().has_value());
+    EXPECT_EQ(FirstRun::frontmatterValue(QStringLiteral("status"), questionText()),
+              QStringLiteral("open"));
+}
+
 TEST_F(FirstRunViewTest, InspectionStatesWriteNothingAndOtherBrandsSeeOnlyTheGates) {
     state.setPendingOnboardingCommand(QStringLiteral("screen-b-fresh"));
     view->present();
