@@ -166,6 +166,22 @@ QString evidenceText(const PeriodCloseMaterial& row) {
     return QStringLiteral("No document yet");
 }
 
+// Where a deliverable comes from, as its row says it under the name. A row in hand is no longer
+// looking, nor behind a login, whatever its source words lack.
+QString deliverableSource(const PeriodCloseMaterial& row) {
+    using Kind = LetterDocument::Provenance::Kind;
+    const PeriodCloseMaterial::Standing standing = row.standing();
+    if (standing == PeriodCloseMaterial::Standing::nothingToGather) {
+        return {};
+    }
+    const LetterDocument::Provenance source = LetterDocument::provenance(row.source, row.status);
+    if (standing == PeriodCloseMaterial::Standing::inHand &&
+        (source.kind == Kind::looking || source.kind == Kind::behindLogin)) {
+        return {};
+    }
+    return source.label();
+}
+
 QVariantList deliverableRows(const QList<PeriodCloseMaterial>& deliverables) {
     QVariantList rows;
     for (const PeriodCloseMaterial& row : deliverables) {
@@ -175,10 +191,7 @@ QVariantList deliverableRows(const QList<PeriodCloseMaterial>& deliverables) {
             {QStringLiteral("statusText"), standingText(row)},
             {QStringLiteral("inHand"), row.standing() == PeriodCloseMaterial::Standing::inHand},
             {QStringLiteral("detail"), trimmed(row.detail)},
-            {QStringLiteral("source"),
-             row.standing() == PeriodCloseMaterial::Standing::nothingToGather
-                 ? QString()
-                 : LetterDocument::provenance(row.source, row.status).label()}};
+            {QStringLiteral("source"), deliverableSource(row)}};
     }
     return rows;
 }

@@ -76,6 +76,31 @@ TEST(CloseRows, DeliverablesCountWhatIsInHandAgainstWhatIsExpected) {
               "1 of 1 in hand · 1 with nothing this period");
 }
 
+TEST(CloseRows, ADeliverableInHandIsNeverStillLookingNorBehindALogin) {
+    const auto deliverable = [](const char* status, const char* source) {
+        PeriodCloseMaterial row;
+        row.kind = PeriodCloseMaterial::deliverableKind;
+        row.status = status;
+        if (source) {
+            row.source = source;
+        }
+        return row;
+    };
+    QStringList sources;
+    for (const QVariant& row : CloseRows::deliverableRows({
+             deliverable("done", nullptr),               // in hand, nobody said from where
+             deliverable("done", "Bank statement"),      // in hand, from the bank
+             deliverable("downloaded", "portal login"),  // fetched from behind the login
+             deliverable("pending", nullptr),            // still to gather
+             deliverable("pending", "sign in to Metro"), // still to gather, behind a login
+             deliverable("n/a", "Metro"),                // nothing to gather this period
+         })) {
+        sources << row.toMap().value(QStringLiteral("source")).toString();
+    }
+    EXPECT_EQ(sources, (QStringList{"", "from your bank", "", "still looking", "still looking",
+                                    ""}));
+}
+
 TEST(CloseRows, StepStatesReadInWordsAndUnknownWordsStayTheRuns) {
     const std::pair<const char*, const char*> cases[] = {
         {"done", "Done"},
