@@ -132,10 +132,12 @@ HttpResponse windowFrame(const ActionCall& call) {
 }
 
 QPalette darkPalette() {
-    QPalette palette;
     const QColor window(0x2b, 0x2b, 0x2b);
     const QColor base(0x1e, 0x1e, 0x1e);
     const QColor text(0xe8, 0xe8, 0xe8);
+    // Built from the window colour, so that the shades the style draws edges and bevels with
+    // (light, mid, dark, shadow) are dark ones too, as a dark desktop theme has them.
+    QPalette palette(window, window);
     palette.setColor(QPalette::Window, window);
     palette.setColor(QPalette::Base, base);
     palette.setColor(QPalette::AlternateBase, window);
@@ -145,6 +147,7 @@ QPalette darkPalette() {
     palette.setColor(QPalette::ButtonText, text);
     palette.setColor(QPalette::Highlight, QColor(0x3d, 0x7a, 0xd6));
     palette.setColor(QPalette::HighlightedText, Qt::white);
+    palette.setColor(QPalette::PlaceholderText, QColor(0x8c, 0x8c, 0x8c));
     return palette;
 }
 

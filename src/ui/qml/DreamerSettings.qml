@@ -87,10 +87,9 @@ ColumnLayout {
         Accessible.name: text
     }
 
-    CheckBox {
+    ShellCheckBox {
         text: "Show \"Attach\" button (open the raw session in a terminal)"
         checked: settings.values.showAttach
-        Accessible.name: text
         onToggled: settings.screenModel.setShowAttach(checked)
     }
 

@@ -57,12 +57,11 @@ SurfaceScroll {
         text: "Watching a session"
     }
 
-    CheckBox {
+    ShellCheckBox {
         Layout.fillWidth: true
         text: view.sessions.showAttachLabel
         checked: view.sessions.showAttach
         onToggled: view.sessions.showAttach = checked
-        Accessible.name: text
     }
 
     Label {
