@@ -3,6 +3,7 @@
 #include <QDateTime>
 #include <QDir>
 #include <QDirIterator>
+#include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -22,6 +23,14 @@ namespace {
 bool isPeriodName(const QString& name) {
     static const QRegularExpression period(QStringLiteral("^\\d{4}(-\\d{2})?$"));
     return period.match(name).hasMatch();
+}
+
+// Copies one file. A copy out of the bundled resources comes out read-only; the demo's files are
+// the user's to change, as the run and the user change their own.
+bool copyFile(const QString& from, const QString& to) {
+    return QFile::copy(from, to) &&
+           QFile::setPermissions(to, QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                                         QFileDevice::ReadGroup | QFileDevice::ReadOther);
 }
 
 // Copies a folder tree; an existing target is removed first so the copy replaces it whole.
@@ -44,7 +53,7 @@ bool replaceTree(const QString& source, const QString& target, QString* error) {
                 *error = QStringLiteral("could not create ") + to;
                 return false;
             }
-        } else if (!QFile::copy(from, to)) {
+        } else if (!copyFile(from, to)) {
             *error = QStringLiteral("could not copy ") + from;
             return false;
         }
@@ -66,7 +75,11 @@ bool replacePeriods(const QString& from, const QString& to, QString* error) {
 }
 
 bool layOutTalloFixtures(const QString& slug, const QString& vault, QString* error) {
-    const QString fixture = datasetFolder(slug) + QStringLiteral("/fixtures/tallo/period-close");
+    // A downloaded dataset wins; without one the month that ships with the application stands in,
+    // so that "Show me" always opens a month to watch rather than empty books.
+    const QString path = QStringLiteral("/fixtures/tallo/period-close");
+    const QString downloaded = datasetFolder(slug) + path;
+    const QString fixture = QFileInfo(downloaded).isDir() ? downloaded : bundledDataset(slug) + path;
     const QString fixtureBooks = fixture + QStringLiteral("/Notes/bookkeeping");
     const QString vaultBooks = vault + QStringLiteral("/Notes/bookkeeping");
     if (QFileInfo(fixtureBooks).isDir()) {
@@ -100,7 +113,7 @@ bool layOutTalloFixtures(const QString& slug, const QString& vault, QString* err
             QFile::remove(to + QLatin1Char('/') + stale);
         }
         for (const QString& name : QDir(from).entryList(pattern, QDir::Files)) {
-            if (!QFile::copy(from + QLatin1Char('/') + name, to + QLatin1Char('/') + name)) {
+            if (!copyFile(from + QLatin1Char('/') + name, to + QLatin1Char('/') + name)) {
                 *error = QStringLiteral("could not copy ") + name;
                 return false;
             }
@@ -151,6 +164,10 @@ bool writeDemoConfiguration(const QString& slug, const QString& displayName, con
 }
 
 } // namespace
+
+QString bundledDataset(const QString& slug) {
+    return QStringLiteral(":/demo/") + slug;
+}
 
 QString datasetFolder(const QString& slug) {
     return Paths::applicationSupportRoot() + QLatin1Char('/') + bundleIdentifier() +

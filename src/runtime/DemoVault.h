@@ -15,13 +15,16 @@ struct Result {
 };
 
 // Builds `~/{appDisplayName} Demo/` with the vault's four folders, lays the Tallo fixtures in
-// from the demo cache (period folders replace their namesakes, question files are copied anew)
+// from the demo cache, or from the bundled dataset when the cache has none (period folders
+// replace their namesakes, question files are copied anew)
 // and writes a demo configuration if the vault has none. Folder creation failures stop it and
 // are reported; nothing partial is cleaned up.
 Result make(const QString& slug, const QString& displayName);
 
 // The folder the downloaded demo dataset of `slug` lives in.
 QString datasetFolder(const QString& slug);
+// The dataset of `slug` that ships inside the application, laid out when none was downloaded.
+QString bundledDataset(const QString& slug);
 
 // "Couldn't set the demo up: {error}" and the line that fits where it was started.
 QString failureText(const QString& error, Origin origin);

@@ -24,6 +24,26 @@ struct DemoFixture : ::testing::Test {
 
 } // namespace
 
+TEST_F(DemoFixture, WithoutADownloadedDatasetTheMonthThatShipsIsLaidOutForTheUserToChange) {
+    ASSERT_FALSE(QFileInfo::exists(fixture));
+    const DemoVault::Result result =
+        DemoVault::make(DemoVault::kTalloSlug, DemoVault::kTalloDisplayName);
+    ASSERT_TRUE(result.ok()) << result.error.toStdString();
+
+    const QString month = vault + "/Notes/bookkeeping/2026-10";
+    EXPECT_TRUE(QString::fromUtf8(TestEnvironment::readFile(month + "/run.md"))
+                    .contains("\nstatus: running\n"));
+    EXPECT_GE(QDir(month + "/items").entryList({"*.md"}, QDir::Files).size(), 8);
+    EXPECT_TRUE(TestEnvironment::readFile(month + "/attachments-to-send/01-adobe.pdf")
+                    .startsWith("%PDF-"));
+    const QString question = vault + "/Registry/alex-carter/questions/q-art-supplies-split.md";
+    EXPECT_TRUE(QString::fromUtf8(TestEnvironment::readFile(question)).contains("status: open"));
+    // Copies out of the application's resources come out read-only; these must not.
+    for (const QString& file : {month + "/run.md", question}) {
+        EXPECT_TRUE(QFileInfo(file).isWritable()) << file.toStdString();
+    }
+}
+
 TEST_F(DemoFixture, TalloFixturesReplaceTheirNamesakesAndQuestionsAreCopiedAnew) {
     TestEnvironment::writeFile(fixture + "/Notes/bookkeeping/2026-03/close.md", "fixture close");
     TestEnvironment::writeFile(fixture + "/Notes/bookkeeping/shop/2026-02/ledger.md",
