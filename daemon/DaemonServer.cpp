@@ -73,6 +73,11 @@ DaemonServer::DaemonServer(DaemonPlaces places, QObject* parent)
         {QStringLiteral("POST transcribe-file"), &DaemonServer::transcribeFile},
         {QStringLiteral("POST transcribe-file/stream"), &DaemonServer::transcribeStream},
         {QStringLiteral("POST transcriptions/record"), &DaemonServer::record},
+        {QStringLiteral("POST verify/transcribe"), &DaemonServer::verifyTranscribe},
+        {QStringLiteral("POST verify/photos"), &DaemonServer::verifyUnavailable},
+        {QStringLiteral("POST verify/engine"), &DaemonServer::verifyUnavailable},
+        {QStringLiteral("POST verify/browser"), &DaemonServer::verifyUnavailable},
+        {QStringLiteral("POST verify/caption"), &DaemonServer::verifyUnavailable},
     };
     for (const char* route :
          {"GET gpu-scheduler", "GET resources/history", "GET queue/positions", "POST retry",

@@ -66,6 +66,8 @@ private:
     void transcribeFile(const HttpRequest& request, HttpExchange* exchange);
     void transcribeStream(const HttpRequest& request, HttpExchange* exchange);
     void record(const HttpRequest& request, HttpExchange* exchange);
+    void verifyTranscribe(const HttpRequest& request, HttpExchange* exchange);
+    void verifyUnavailable(const HttpRequest& request, HttpExchange* exchange);
 
     // The transcription runs behind the three transcription routes.
     // One transcription counted among the daemon's pending work; none when the daemon went away.
@@ -74,6 +76,7 @@ private:
     QCoro::Task<> answerTranscription(QString path, QPointer<HttpExchange> exchange);
     QCoro::Task<> streamTranscription(QString path, QPointer<HttpExchange> exchange);
     QCoro::Task<> transcribeRecorded(QString path, bool ephemeral);
+    QCoro::Task<> answerVoiceProof(QPointer<HttpExchange> exchange);
 
     DaemonPlaces places_;
     HttpListener listener_;

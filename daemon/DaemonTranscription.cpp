@@ -1,8 +1,9 @@
-// The transcription routes of DaemonServer: a file by path, the same as an event stream, and an
-// uploaded clip whose progress goes to the shared event stream.
+// The transcription routes of DaemonServer: a file by path, the same as an event stream, an
+// uploaded clip whose progress goes to the shared event stream, and the setup's proofs.
 #include "DaemonServer.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QJsonArray>
 
@@ -137,6 +138,57 @@ QCoro::Task<> DaemonServer::transcribeRecorded(QString path, bool ephemeral) {
                         {"audio_status", "done"},
                         {"progress_percent", 100},
                         {"partial_text", text.value()}});
+}
+
+void DaemonServer::verifyTranscribe(const HttpRequest&, HttpExchange* exchange) {
+    answerVoiceProof(exchange); // started and left: it answers once the phrase has come back
+}
+
+QCoro::Task<> DaemonServer::answerVoiceProof(QPointer<HttpExchange> exchange) {
+    const QPointer<DaemonServer> self(this);
+    QElapsedTimer clock;
+    clock.start();
+    QCoro::Task<Expected<QString>> proving = transcriber_->proveVoice();
+    const Expected<QString> heard = co_await proving;
+    if (!self || !exchange) {
+        co_return;
+    }
+    const QString said = QString::fromLatin1(Transcriber::kVoiceProofPhrase);
+    QJsonObject answer{{"skipped", false},
+                       {"model", "pocketsphinx en-us"},
+                       {"latency_ms", clock.elapsed()}};
+    if (!heard.ok()) {
+        answer.insert(QStringLiteral("ok"), false);
+        answer.insert(QStringLiteral("message"),
+                      QStringLiteral("The voice check could not run: ") + heard.error());
+        answer.insert(QStringLiteral("error"), heard.error());
+    } else {
+        const bool same = heard.value() == said;
+        answer.insert(QStringLiteral("ok"), same);
+        answer.insert(QStringLiteral("text"), heard.value());
+        answer.insert(QStringLiteral("message"),
+                      same ? QStringLiteral("Said \"%1\" and heard it back.").arg(said)
+                           : QStringLiteral("Said \"%1\" but heard \"%2\".")
+                                 .arg(said, heard.value()));
+    }
+    exchange->reply(200, answer);
+}
+
+void DaemonServer::verifyUnavailable(const HttpRequest& request, HttpExchange* exchange) {
+    // This daemon runs no AI engine, browser, photo reader or captioning model: those proofs
+    // fail here in words, rather than as a request the application cannot read.
+    const QString what = request.path.section(QLatin1Char('/'), -1);
+    static const QHash<QString, QString> missing{
+        {QStringLiteral("photos"), QStringLiteral("no photo library to read")},
+        {QStringLiteral("engine"), QStringLiteral("no AI engine")},
+        {QStringLiteral("browser"), QStringLiteral("no browser to drive")},
+        {QStringLiteral("caption"), QStringLiteral("no captioning model")},
+    };
+    exchange->reply(200, {{"ok", false},
+                          {"skipped", false},
+                          {"message", QStringLiteral("This daemon has %1, so it cannot check that.")
+                                          .arg(missing.value(what, what))},
+                          {"latency_ms", 0}});
 }
 
 } // namespace mnemora::refdaemon

@@ -48,6 +48,55 @@ QString Transcriber::tool(const char* name) {
 }
 
 QCoro::Task<Expected<QString>> Transcriber::transcribe(QString audioPath, Progress progress) {
+    QCoro::Task<Expected<QString>> running =
+        transcribeWith(std::move(audioPath), grammarPath_, std::move(progress));
+    co_return co_await running;
+}
+
+QCoro::Task<Expected<QString>> Transcriber::proveVoice() {
+    const QPointer<Transcriber> self(this);
+    const QString speaker = tool("espeak-ng");
+    if (speaker.isEmpty()) {
+        co_return fail(QStringLiteral("espeak-ng, which says the test phrase, is not installed"));
+    }
+    QDir().mkpath(workFolder_);
+    const QString stem = workFolder_ + QStringLiteral("/voice-proof-") +
+                         QString::number(++serial_) + QLatin1Char('-') +
+                         QString::number(QCoreApplication::applicationPid());
+    const QString grammar = stem + QStringLiteral(".jsgf");
+    const QString clip = stem + QStringLiteral(".wav");
+    // Digits only: on a synthetic voice the recogniser is then exact, so a wrong word is a fault.
+    QFile grammarFile(grammar);
+    if (!grammarFile.open(QIODevice::WriteOnly) ||
+        grammarFile.write("#JSGF V1.0;\ngrammar digits;\npublic <digits> = ( zero | one | two | "
+                          "three | four | five | six | seven | eight | nine )+ ;\n") < 0) {
+        co_return fail(QStringLiteral("could not write ") + grammar);
+    }
+    grammarFile.close();
+    QCoro::Task<Run> speaking =
+        runTool(speaker, {QStringLiteral("-v"), QStringLiteral("en-us"), QStringLiteral("-s"),
+                          QStringLiteral("140"), QStringLiteral("-g"), QStringLiteral("10"),
+                          QStringLiteral("-w"), clip, QString::fromLatin1(kVoiceProofPhrase)});
+    const Run spoken = co_await speaking;
+    if (spoken.exitCode != 0) {
+        QFile::remove(grammar);
+        QFile::remove(clip);
+        co_return fail(QStringLiteral("could not say the test phrase: ") +
+                       QString::fromUtf8(spoken.errors).trimmed());
+    }
+    if (!self) {
+        co_return fail(QStringLiteral("the daemon is stopping"));
+    }
+    QCoro::Task<Expected<QString>> hearing =
+        transcribeWith(clip, grammar, [](const QString&, double) {});
+    Expected<QString> heard = co_await hearing;
+    QFile::remove(grammar);
+    QFile::remove(clip);
+    co_return heard;
+}
+
+QCoro::Task<Expected<QString>> Transcriber::transcribeWith(QString audioPath, QString grammar,
+                                                           Progress progress) {
     const QPointer<Transcriber> self(this);
     if (!QFileInfo(audioPath).isFile()) {
         co_return fail(QStringLiteral("audio file not found: ") + audioPath);
@@ -62,7 +111,6 @@ QCoro::Task<Expected<QString>> Transcriber::transcribe(QString audioPath, Progre
     const QString wav = workFolder_ + QStringLiteral("/clip-") + QString::number(++serial_) +
                         QLatin1Char('-') + QString::number(QCoreApplication::applicationPid()) +
                         QStringLiteral(".wav");
-    const QString grammar = grammarPath_;
     progress(QStringLiteral("converting_audio"), 0);
     QCoro::Task<Run> converting =
         runTool(ffmpeg, {QStringLiteral("-loglevel"), QStringLiteral("error"), QStringLiteral("-y"),

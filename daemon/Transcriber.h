@@ -28,10 +28,18 @@ public:
     // The recognised words of an audio file; the words of the failure otherwise.
     QCoro::Task<Expected<QString>> transcribe(QString audioPath, Progress progress);
 
+    // The proof that speech comes back as words: kVoiceProofPhrase is said with espeak-ng and
+    // read back, under a grammar of digits whatever grammar is set. Gives what was heard.
+    static constexpr const char* kVoiceProofPhrase = "one two three";
+    QCoro::Task<Expected<QString>> proveVoice();
+
     // The command words for a tool, or empty when it is not installed.
     static QString tool(const char* name);
 
 private:
+    QCoro::Task<Expected<QString>> transcribeWith(QString audioPath, QString grammar,
+                                                  Progress progress);
+
     QString workFolder_;
     QString grammarPath_;
     int serial_ = 0;

@@ -92,6 +92,17 @@ FirstRunView::FirstRunView(Brand brand, Services services, QObject* parent)
     , verify_(new VerifyService(this)) {
     verify_->setDaemon(services_.daemon);
     verify_->setVault(services_.vault);
+    if (services_.daemon) {
+        // The screens open while the daemon is still starting; a check that found none is run
+        // again once it answers, rather than standing failed until the user presses "Try again".
+        connect(services_.daemon, &DaemonService::statusChanged, this, [this] {
+            using Kind = DaemonStatus::Connection::Kind;
+            if (phase_ == Phase::setup && checksStarted_ && verify_->foundNoDaemon() &&
+                services_.daemon->status().connection.is(Kind::connected)) {
+                retryChecks();
+            }
+        });
+    }
     if (!conversation()) {
         naming_ = new IdentityNamingStep(services_.vault, this);
         if (services_.config) {

@@ -134,11 +134,13 @@ QCoro::Task<> VerifyService::run(Proof proof) {
     const QString path = pathOf(proof);
     const std::optional<QUrl> at = base();
     if (!at) {
+        noDaemon_.insert(proof);
         setResult(proof,
                   VerifyResult::failure(DaemonEndpoints::find("POST", path)->unreachableWord));
         setRunning(proof, false);
         co_return;
     }
+    noDaemon_.remove(proof);
     QPointer<VerifyService> self(this);
     QCoro::Task<HttpReply> sending =
         DaemonEndpoints::request(at, "POST", path, "{}", "application/json");

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QMap>
+#include <QSet>
 #include <QObject>
 #include <QPointer>
 #include <QString>
@@ -67,6 +68,9 @@ public:
     void setVoiceModelInterval(std::chrono::milliseconds interval) { voiceInterval_ = interval; }
 
     bool running(Proof proof) const { return running_.value(proof); }
+    // Whether a proof's last result is that no daemon could be reached: worth running again once
+    // one answers, which at the application's start is a moment after the screens open.
+    bool foundNoDaemon() const { return !noDaemon_.isEmpty(); }
     std::optional<VerifyResult> result(Proof proof) const;
     bool passed(Proof proof) const;
     bool acceptanceOwed() const { return acceptanceOwed_; }
@@ -123,6 +127,7 @@ private:
     bool fetchesFilesByHand_ = false;
     QMap<Proof, bool> running_;
     QMap<Proof, VerifyResult> results_;
+    QSet<Proof> noDaemon_; // proofs whose last run found no daemon
     bool acceptanceOwed_ = false;
     bool browserWithheld_ = false;
     bool handoverWriteFailed_ = false;

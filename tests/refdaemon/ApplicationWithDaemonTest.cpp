@@ -14,6 +14,7 @@
 #include "platform/Processes.h"
 #include "questions/QuestionService.h"
 #include "registry/DatabaseService.h"
+#include "setup/VerifyService.h"
 #include "support/BundleOverride.h"
 #include "support/EventLoop.h"
 #include "support/TestEnvironment.h"
@@ -151,6 +152,26 @@ TEST_F(ApplicationWithDaemon, TheSupervisorReplacesAKilledDaemonAndASpokenClipIs
     EXPECT_EQ(result.value(), "one two three");
     EXPECT_EQ(seen, (QStringList{"queued:", "progress:converting_audio",
                                  "progress:transcription_started"}));
+}
+
+TEST_F(ApplicationWithDaemon, TheSetupsVoiceProofSaysAPhraseAndHearsItBack) {
+    ASSERT_GT(spawnedDaemon(1), 0) << output_.toStdString();
+    ASSERT_TRUE(test::waitUntil([&] { return daemon_.baseUrl().has_value(); }, 10s));
+    VerifyService verify;
+    verify.setDaemon(&daemon_);
+    test::runTask(verify.run(VerifyService::Proof::transcribe));
+    const std::optional<VerifyResult> voice = verify.result(VerifyService::Proof::transcribe);
+    ASSERT_TRUE(voice.has_value());
+    EXPECT_TRUE(voice->ok) << voice->message.toStdString();
+    EXPECT_EQ(voice->text, QStringLiteral("one two three"));
+    EXPECT_EQ(voice->message, QStringLiteral("Said \"one two three\" and heard it back."));
+    // What this daemon cannot prove, it says in words.
+    test::runTask(verify.run(VerifyService::Proof::engine));
+    const std::optional<VerifyResult> engine = verify.result(VerifyService::Proof::engine);
+    ASSERT_TRUE(engine.has_value());
+    EXPECT_FALSE(engine->ok);
+    EXPECT_EQ(engine->message,
+              QStringLiteral("This daemon has no AI engine, so it cannot check that."));
 }
 
 } // namespace

@@ -67,6 +67,9 @@ protected:
 
     HttpServer::Response answer(const HttpServer::Request& request) {
         const QByteArray path = request.path;
+        if (path == "/status") {
+            return HttpServer::json(R"({"processing_active": false, "pending_items": 0})");
+        }
         if (path == "/prerequisites") {
             return HttpServer::json(toolsInstalled ? R"({"tools": [{"id": "claude", "label":
                 "Claude Code CLI", "path": "/c"}, {"id": "tmux", "label": "tmux", "path": "/t"}]})"
@@ -307,6 +310,24 @@ TEST_F(FirstRunViewTest, AnAnswerGivenBeforeAQuitIsTakenUpAgainAndOnlyARestartAs
     EXPECT_FALSE(view->held().has_value());
     EXPECT_EQ(FirstRun::frontmatterValue(QStringLiteral("status"), questionText()),
               QStringLiteral("open"));
+}
+
+TEST_F(FirstRunViewTest, AProofThatFoundNoDaemonRunsAgainOnceTheDaemonAnswers) {
+    // The application opens its screens while the daemon it started is still coming up.
+    QFile::remove(portFile);
+    FirstRunView voxlet(Brand::voxlet,
+                        {&state, &config, &daemon, &terminal, vault, QStringLiteral("me"), {}});
+    voxlet.present();
+    const auto voice = [&] { return voxlet.verify().result(VerifyService::Proof::transcribe); };
+    ASSERT_TRUE(waitUntil([&] { return voice().has_value(); }));
+    EXPECT_FALSE(voice()->ok);
+    EXPECT_EQ(voice()->message,
+              QStringLiteral("Daemon isn't reachable yet — try again once the indicator turns green"));
+
+    pointAt(server);
+    test::runTask(daemon.refreshStatus());
+    ASSERT_TRUE(waitUntil([&] { return voice() && voice()->ok; }));
+    EXPECT_FALSE(voxlet.verify().foundNoDaemon());
 }
 
 TEST_F(FirstRunViewTest, InspectionStatesWriteNothingAndOtherBrandsSeeOnlyTheGates) {
