@@ -10,12 +10,14 @@ set(MNEMORA_ICON_SIZES 16 24 32 48 64 128 256)
 # name instead. Every product needs the QML modules its screens import and the SVG plugin its
 # icons are drawn with; Voxlet is voice to text, so recording (AAC through GStreamer) and the
 # daemon's speech recogniser are part of it, while the other two use them only for spoken answers.
+# espeak-ng says the phrase the setup's voice check hears back.
 set(MNEMORA_RUNTIME_DEPENDS
   qml6-module-qtquick qml6-module-qtquick-controls qml6-module-qtquick-templates
   qml6-module-qtquick-window qml6-module-qtquick-layouts qml6-module-qtqml
   qml6-module-qtqml-models qml6-module-qtqml-workerscript libqt6svg6 procps)
 set(MNEMORA_VOICE_PACKAGES
-  gstreamer1.0-plugins-good gstreamer1.0-plugins-bad ffmpeg pocketsphinx pocketsphinx-en-us)
+  gstreamer1.0-plugins-good gstreamer1.0-plugins-bad ffmpeg pocketsphinx pocketsphinx-en-us
+  espeak-ng)
 set(MNEMORA_RUNTIME_RECOMMENDS tmux qt6-wayland)
 set(MNEMORA_RUNTIME_SUGGESTS x-terminal-emulator)
 set(PRODUCT_SECTION_mnemora utils)
