@@ -154,7 +154,7 @@ TEST_F(ApplicationWithDaemon, TheSupervisorReplacesAKilledDaemonAndASpokenClipIs
                                  "progress:transcription_started"}));
 }
 
-TEST_F(ApplicationWithDaemon, TheSetupsVoiceProofSaysAPhraseAndHearsItBack) {
+TEST_F(ApplicationWithDaemon, TheVoiceProofHearsItsPhraseAndNoMissingPermissionIsClaimed) {
     ASSERT_GT(spawnedDaemon(1), 0) << output_.toStdString();
     ASSERT_TRUE(test::waitUntil([&] { return daemon_.baseUrl().has_value(); }, 10s));
     VerifyService verify;
@@ -172,6 +172,9 @@ TEST_F(ApplicationWithDaemon, TheSetupsVoiceProofSaysAPhraseAndHearsItBack) {
     EXPECT_FALSE(engine->ok);
     EXPECT_EQ(engine->message,
               QStringLiteral("This daemon has no AI engine, so it cannot check that."));
+    // The transcribe screen would otherwise ask for a disk permission this system does not have.
+    EXPECT_EQ(test::runTask(DaemonEndpoints::voiceMemosAccessible(&daemon_, 3s)),
+              std::optional<bool>(true));
 }
 
 } // namespace
