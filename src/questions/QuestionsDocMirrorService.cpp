@@ -19,6 +19,7 @@
 #include "questions/QuestionService.h"
 #include "questions/QuestionsDocRegeneration.h"
 #include "registry/DatabaseService.h"
+#include "sync/SyncedDocsBridgeService.h"
 
 namespace mnemora {
 
@@ -439,8 +440,11 @@ void QuestionsDocMirrorService::startClip(const QString& clip) {
     if (inFlightClips_.contains(clip)) {
         return;
     }
-    const QString path = voiceAnswersFolder() + QLatin1Char('/') + clip;
-    if (!QFileInfo::exists(path)) {
+    // The bridge keeps a clip under the last part of its name, and that is where it is looked
+    // for: a name that leads elsewhere never has a file outside the folder transcribed.
+    const QString name = SyncedDocsBridgeService::clipFileName(clip);
+    const QString path = voiceAnswersFolder() + QLatin1Char('/') + name;
+    if (name.isEmpty() || !QFileInfo::exists(path)) {
         say(QStringLiteral("voice clip %1 not on disk yet — queued").arg(clip));
         transcriptions_.insert(clip, VoiceTranscription{});
         return;

@@ -679,21 +679,25 @@ QCoro::Task<> SyncedDocsBridgeService::writeDocument(IncomingDocument incoming,
     self->handleFileChange(filePath);
 }
 
+QString SyncedDocsBridgeService::clipFileName(const QString& wanted) {
+    const QString name = QFileInfo(wanted).fileName();
+    if (name == QLatin1String("..") || name == QLatin1String(".") || name.toUtf8().size() > 255) {
+        return {};
+    }
+    return name;
+}
+
 QCoro::Task<> SyncedDocsBridgeService::saveVoiceAnswer(Record record) {
     QPointer<SyncedDocsBridgeService> self(this);
     const std::optional<RecordAsset> asset = record.get<RecordAsset>(kAudioAsset);
-    // Only the last path component counts: a clip name never leads out of the folder. The
-    // record's name stands in for a missing one, and is a name from outside just the same.
-    const auto clipName = [](const QString& wanted) {
-        const QString name = QFileInfo(wanted).fileName();
-        return name == QLatin1String("..") || name == QLatin1String(".") ? QString() : name;
-    };
+    // The record's name stands in for a missing clip name, and is a name from outside just the
+    // same.
     QString name =
-        clipName(record.get<QString>(QStringLiteral("audioAssetRef")).value_or(QString()));
+        clipFileName(record.get<QString>(QStringLiteral("audioAssetRef")).value_or(QString()));
     if (name.isEmpty()) {
-        name = clipName(record.recordID().recordName + QStringLiteral(".caf"));
+        name = clipFileName(record.recordID().recordName + QStringLiteral(".caf"));
     }
-    if (name.isEmpty() || name.toUtf8().size() > 255) {
+    if (name.isEmpty()) {
         log(QStringLiteral("ignored the voice answer of %1: no usable clip name")
                 .arg(shownName(record.recordID().recordName)));
         co_return;

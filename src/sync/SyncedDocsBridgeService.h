@@ -92,6 +92,10 @@ public:
     // Where incoming voice clips go; by default `{data}/{bundleIdentifier}/voice-answers`.
     void setVoiceAnswersFolder(const QString& folder) { voiceAnswersFolder_ = folder; }
     const QString& voiceAnswersFolder() const { return voiceAnswersFolder_; }
+    // The file name in that folder a clip named `wanted` by a record is kept under: its last part
+    // only, so that no name from outside leads out of the folder; empty when nothing usable is
+    // left (".", "..", or longer than a file name may be).
+    static QString clipFileName(const QString& wanted);
 
     // Starts syncing the collections under `notesRoot`. Once only.
     void start(const QString& notesRoot);

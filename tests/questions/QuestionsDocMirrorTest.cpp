@@ -466,6 +466,34 @@ TEST_F(QuestionsDocMirrorTest, AFailedClipIsTriedAgainNoSoonerThanThirtySecondsL
     EXPECT_EQ(logged().count(kLog + "voice clip not-yet.m4a not on disk yet — queued"), 3);
 }
 
+TEST_F(QuestionsDocMirrorTest, AClipNameFromThePhoneNeverLeadsOutOfTheVoiceAnswersFolder) {
+    question("q1", "open", "2026-11-10T08:00:00Z");
+    question("q2", "open", "2026-11-10T09:00:00Z");
+    const QString clips = QuestionsDocMirrorService::voiceAnswersFolder();
+    // A recording of the user's own that a hostile record names, and the clip the bridge kept
+    // for a record that named it by a path: under its last part.
+    TestEnvironment::writeFile(clips + "/clip.m4a", "clip");
+    TestEnvironment::writeFile(clips + "/../private.m4a", "not for the phone");
+    Block outside = card("q1", QuestionCardStatus::answered);
+    outside.audioAssetRef = "../private.m4a";
+    Block nested = card("q2", QuestionCardStatus::answered);
+    nested.audioAssetRef = "phone/recordings/clip.m4a";
+    writeDocument({outside, nested});
+
+    startMirror();
+    ASSERT_TRUE(waitUntil([this] { return requests("/transcribe-file/stream") == 1; }));
+    QByteArrayList transcribed;
+    for (const QByteArray& line : TestEnvironment::readFile(requestLog).split('\n')) {
+        if (line.startsWith("POST /transcribe-file")) {
+            transcribed << line;
+        }
+    }
+    ASSERT_EQ(transcribed.size(), 1);
+    EXPECT_TRUE(transcribed[0].contains((clips + "/clip.m4a").toUtf8()))
+        << transcribed[0].toStdString();
+    EXPECT_EQ(logged().count(kLog + "voice clip ../private.m4a not on disk yet — queued"), 1);
+}
+
 TEST(QuestionsDocRegeneration, OpenCardsFollowTheQueryAndKeepTheirPlaceClosedOnesTheirPosition) {
     Block b = card("b", QuestionCardStatus::open, "B?");
     b.position = core::FractionalIndex("i");
