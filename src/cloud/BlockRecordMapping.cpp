@@ -112,7 +112,7 @@ template <typename T> const char* expectedValue() {
 
 // A word of the record as a note shows it: quoted, and cut if long.
 std::string quoted(const QString& word) {
-    return "\"" + core::MarkdownCodec::linePreview(word.toStdString()) + "\"";
+    return core::MarkdownCodec::quotedPreview(word.toStdString());
 }
 
 core::BlockRepair note(const Record& record, const char* field, std::string detail) {

@@ -11,10 +11,6 @@ namespace mnemora::core::IncomingBlocks {
 
 namespace {
 
-std::string quoted(std::string_view text) {
-    return "\"" + MarkdownCodec::linePreview(text) + "\"";
-}
-
 // Cuts `value` to at most kMaxFieldBytes without splitting a UTF-8 sequence.
 void cap(std::string& value, std::string_view name, const BlockID& id,
          std::vector<BlockRepair>& repairs) {
@@ -59,7 +55,8 @@ void fitLevel(Block& block, std::vector<BlockRepair>& repairs) {
                        .field = "level",
                        .detail = heading
                                      ? was + " is no heading level; now " + std::to_string(fitted)
-                                     : was + " on a block of kind " + quoted(wireWord(block.kind)) +
+                                     : was + " on a block of kind " +
+                                           MarkdownCodec::quotedPreview(wireWord(block.kind)) +
                                            ", which has none; now 0"});
     block.level = fitted;
 }
@@ -94,9 +91,10 @@ void matchTheFile(Block& block, std::vector<BlockRepair>& repairs) {
     block = read.front();
     block.id = std::move(id);
     block.position = std::move(position);
-    repairs.push_back({.blockID = block.id,
-                       .field = fields,
-                       .detail = "taken as the file reads the line " + quoted(line)});
+    repairs.push_back(
+        {.blockID = block.id,
+         .field = fields,
+         .detail = "taken as the file reads the line " + MarkdownCodec::quotedPreview(line)});
 }
 
 // Why a key cannot be kept as it is; empty when it can.
@@ -169,10 +167,10 @@ void repairPositions(std::vector<Block>& blocks, std::vector<BlockRepair>& repai
         const std::optional<FractionalIndex> upper =
             upperAt < blocks.size() ? std::optional(blocks[upperAt].position) : std::nullopt;
         FractionalIndex fresh = FractionalIndex::between(last, upper);
-        repairs.push_back(
-            {.blockID = block.id,
-             .field = "position",
-             .detail = quoted(block.position.key) + " " + fault + "; now " + quoted(fresh.key)});
+        repairs.push_back({.blockID = block.id,
+                           .field = "position",
+                           .detail = MarkdownCodec::quotedPreview(block.position.key) + " " +
+                                     fault + "; now " + MarkdownCodec::quotedPreview(fresh.key)});
         block.position = std::move(fresh);
         last = block.position;
     }

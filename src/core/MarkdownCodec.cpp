@@ -533,6 +533,17 @@ std::optional<std::string> decodeToken(std::string_view token) {
     return text;
 }
 
+std::string quotedPreview(std::string_view line) {
+    // Appended piece by piece: GCC 12 at -O3 misreads `"\"" + std::string` as an overlapping copy.
+    const std::string preview = linePreview(line);
+    std::string quoted;
+    quoted.reserve(preview.size() + 2);
+    quoted += '"';
+    quoted += preview;
+    quoted += '"';
+    return quoted;
+}
+
 std::string linePreview(std::string_view line) {
     // Every character takes at least one byte.
     if (line.size() <= kPreviewLength) {

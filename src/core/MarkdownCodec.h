@@ -54,5 +54,7 @@ std::optional<std::string> decodeToken(std::string_view token);
 // `line` cut after 80 grapheme clusters with "…" appended; unchanged when it is not longer. A byte
 // that is not valid UTF-8 counts as one character and is kept as it is.
 std::string linePreview(std::string_view line);
+// The preview in double quotes, as the notes of a repair show a word that came in.
+std::string quotedPreview(std::string_view line);
 
 } // namespace mnemora::core::MarkdownCodec

@@ -291,7 +291,15 @@ Block readRow(sqlite3_stmt* statement, int firstColumn) {
 }
 
 std::string describeDoc(const std::string& zone, const std::string& docPath) {
-    return zone.empty() ? "\"" + docPath + "\"" : "\"" + docPath + "\" in zone \"" + zone + "\"";
+    std::string described = "\"";
+    described += docPath;
+    described += '"';
+    if (!zone.empty()) {
+        described += " in zone \"";
+        described += zone;
+        described += '"';
+    }
+    return described;
 }
 
 // Sets the connection up as the store relies on and returns the schema steps the file has had.
