@@ -19,6 +19,7 @@
 #include "questions/QuestionService.h"
 #include "questions/QuestionsDocRegeneration.h"
 #include "registry/DatabaseService.h"
+#include "setup/FirstRun.h"
 #include "sync/SyncedDocsBridgeService.h"
 
 namespace mnemora {
@@ -51,24 +52,10 @@ QString fileAnswer(const QString& path) {
     if (!file.open(QIODevice::ReadOnly)) {
         return {};
     }
-    const QStringList lines = QString::fromUtf8(file.readAll()).split(QLatin1Char('\n'));
-    qsizetype heading = -1;
-    for (qsizetype i = 0; i < lines.size(); ++i) {
-        if (lines[i].startsWith(QLatin1String("## Answer ("))) {
-            heading = i;
-        }
-    }
-    if (heading < 0) {
-        return {};
-    }
-    QStringList body;
-    for (qsizetype i = heading + 1; i < lines.size(); ++i) {
-        if (lines[i].startsWith(QLatin1String("## "))) {
-            break;
-        }
-        body << lines[i];
-    }
-    return body.join(QLatin1Char('\n')).trimmed();
+    return FirstRun::sectionUnderLast(
+               QString::fromUtf8(file.readAll()),
+               [](const QString& line) { return line.startsWith(QLatin1String("## Answer (")); })
+        .value_or(QString());
 }
 
 } // namespace

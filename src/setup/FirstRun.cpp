@@ -599,12 +599,12 @@ std::optional<QString> frontmatterValue(const QString& key, const QString& text)
     return std::nullopt;
 }
 
-std::optional<QString> answerSection(const QString& text) {
+std::optional<QString> sectionUnderLast(const QString& text,
+                                        const std::function<bool(const QString&)>& isHeading) {
     const QStringList lines = text.split(QLatin1Char('\n'));
     qsizetype heading = -1;
     for (qsizetype i = 0; i < lines.size(); ++i) {
-        const QString& line = lines[i];
-        if (line == QLatin1String("## Answer") || line.startsWith(QLatin1String("## Answer "))) {
+        if (isHeading(lines[i])) {
             heading = i;
         }
     }
@@ -616,6 +616,12 @@ std::optional<QString> answerSection(const QString& text) {
         body << lines[i];
     }
     return body.join(QLatin1Char('\n')).trimmed();
+}
+
+std::optional<QString> answerSection(const QString& text) {
+    return sectionUnderLast(text, [](const QString& line) {
+        return line == QLatin1String("## Answer") || line.startsWith(QLatin1String("## Answer "));
+    });
 }
 
 QString problemReportHeader(Phase phase, std::optional<Gate> waiting) {

@@ -3,6 +3,7 @@
 #include <QList>
 #include <QString>
 
+#include <functional>
 #include <optional>
 
 #include "app/Brand.h"
@@ -139,9 +140,13 @@ QString openForm(const QString& askedAt);
 QString answeredForm(const QString& askedAt, const QString& answer);
 // The value of a frontmatter key, trimmed; none without one.
 std::optional<QString> frontmatterValue(const QString& key, const QString& text);
-// The text under the last answer heading, up to the next heading of that level, trimmed; none
-// without one. The heading is this screen's plain "## Answer" or the "## Answer ({instant})" that
-// an answer from the phone gets on its way through the questions' own road.
+// The text under the last line that `isHeading` accepts, up to the next level-two heading,
+// trimmed; none without such a line. Question files keep their answers in such sections.
+std::optional<QString> sectionUnderLast(const QString& text,
+                                        const std::function<bool(const QString&)>& isHeading);
+// The text under the last answer heading: this screen's plain "## Answer" or the
+// "## Answer ({instant})" that an answer from the phone gets on its way through the questions'
+// own road.
 std::optional<QString> answerSection(const QString& text);
 
 // The first lines of a problem report sent from a screen.

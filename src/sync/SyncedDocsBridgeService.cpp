@@ -39,13 +39,13 @@ const QString kOtherSide = QStringLiteral("the phone");
 
 // A name that came from outside, as a log line shows it: quoted, cut if long, and on one line.
 QString shownName(const QString& name) {
-    QString shown = q(core::MarkdownCodec::linePreview(name.toStdString()));
+    QString shown = q(core::MarkdownCodec::quotedPreview(name.toStdString()));
     for (QChar& c : shown) {
         if (c.unicode() < 0x20) {
             c = QChar(0xFFFD);
         }
     }
-    return QLatin1Char('"') + shown + QLatin1Char('"');
+    return shown;
 }
 
 QCoro::Task<> nothing() {
