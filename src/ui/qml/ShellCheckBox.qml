@@ -8,6 +8,7 @@ CheckBox {
     id: box
 
     Accessible.name: text
+    spacing: 10 // room for the focus ring between the box and its words
 
     indicator: Rectangle {
         implicitWidth: 16
@@ -16,12 +17,24 @@ CheckBox {
         y: box.topPadding + (box.availableHeight - height) / 2
         radius: 3
         color: box.checked ? palette.highlight : palette.base
-        border.width: box.visualFocus ? 2 : 1
-        border.color: box.checked || box.visualFocus
+        border.width: 1
+        border.color: box.checked
                       ? palette.highlight
                       : Qt.rgba(palette.text.r, palette.text.g, palette.text.b,
                                 box.enabled ? 0.55 : 0.25)
         opacity: box.enabled ? 1 : 0.6
+
+        // The keyboard's place: a ring around the box, which a checked box's own colour
+        // would otherwise hide.
+        Rectangle {
+            anchors.fill: parent
+            anchors.margins: -3
+            radius: parent.radius + 2
+            color: "transparent"
+            border.width: 2
+            border.color: palette.highlight
+            visible: box.visualFocus
+        }
 
         Text {
             anchors.centerIn: parent
